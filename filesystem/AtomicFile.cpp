@@ -1,0 +1,179 @@
+#include "filesystem/AtomicFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace filesystem {
+
+namespace {
+
+constexpr const char *randomPart = "XXXXXX";
+
+/// How the temporary files of `path` are named, up to their random part. No name that a person
+/// would give to a copy, since leftovers of this form are removed.
+std::string temporaryPrefix(const std::string &path) {
+    return "." + std::filesystem::path(path).filename().string() + ".saving-";
+}
+
+/// True when the file has no other user: a killed writer's lock has gone with it.
+bool isAbandoned(int file) {
+    return ::flock(file, LOCK_EX | LOCK_NB) == 0;
+}
+
+template <class Call>
+auto retryInterrupted(Call call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+} // namespace
+
+AtomicFile::AtomicFile(std::string path) : _path(std::move(path)) {}
+
+AtomicFile::~AtomicFile() {
+    drop();
+}
+
+bool AtomicFile::fail(const char *stage) {
+    const int reason = errno;
+    _error = _path + ": " + stage + ": " + std::generic_category().message(reason);
+    drop();
+    return false;
+}
+
+void AtomicFile::drop() {
+    if (!_temporary.empty())
+        ::unlink(_temporary.c_str());
+    _temporary.clear();
+    if (_file != -1)
+        ::close(_file);
+    if (_directoryFile != -1)
+        ::close(_directoryFile);
+    _file = _directoryFile = -1;
+}
+
+bool AtomicFile::followLinks() {
+    constexpr int maxLinks = 40; // as many as Linux follows
+    std::error_code error;
+    for (int links = 0; std::filesystem::is_symlink(_path, error); ++links) {
+        if (links == maxLinks) {
+            errno = ELOOP;
+            return false;
+        }
+        const auto target = std::filesystem::read_symlink(_path, error);
+        if (error) {
+            errno = error.value();
+            return false;
+        }
+        _path = (std::filesystem::path(_path).parent_path() / target).string();
+    }
+    _directory = std::filesystem::path(_path).parent_path().string();
+    return true;
+}
+
+bool AtomicFile::open() {
+    if (!followLinks())
+        return fail("following the symbolic link");
+    _directoryFile = ::open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (_directoryFile == -1)
+        return fail("opening its directory");
+    removeLeftovers();
+    if (!createTemporary())
+        return fail("creating a temporary file beside it");
+    if (!takeOverAttributes())
+        return fail("preparing its replacement");
+    return true;
+}
+
+bool AtomicFile::createTemporary() {
+    for (;;) {
+        std::string name = _directory + "/" + temporaryPrefix(_path) + randomPart;
+        _file = ::mkostemp(name.data(), O_CLOEXEC);
+        if (_file == -1)
+            return false;
+        _temporary = std::move(name);
+        // Another process may have taken it for a leftover before it was locked.
+        struct stat status = {};
+        if (::flock(_file, LOCK_EX) == -1 || ::fstat(_file, &status) == -1)
+            return false;
+        if (status.st_nlink > 0)
+            return true;
+        ::close(_file);
+    }
+}
+
+bool AtomicFile::takeOverAttributes() {
+    struct stat old = {};
+    if (::stat(_path.c_str(), &old) == -1)
+        return errno == ENOENT;
+    if (!S_ISREG(old.st_mode)) {
+        errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
+        return false;
+    }
+    if (::faccessat(AT_FDCWD, _path.c_str(), W_OK, AT_EACCESS) == -1)
+        return false;
+    // Giving a file away is for the superuser; anyone else's new file is their own.
+    if ((old.st_uid != ::geteuid() || old.st_gid != ::getegid()) &&
+        ::fchown(_file, old.st_uid, old.st_gid) == -1 && errno != EPERM)
+        return false;
+    return ::fchmod(_file, old.st_mode & 07777) == 0;
+}
+
+void AtomicFile::removeLeftovers() const {
+    const std::string prefix = temporaryPrefix(_path);
+    const std::size_t length = prefix.size() + std::char_traits<char>::length(randomPart);
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(_directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (name.size() != length || name.compare(0, prefix.size(), prefix) != 0)
+            continue;
+        const int file =
+            ::open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (file == -1)
+            continue;
+        if (isAbandoned(file))
+            ::unlink(entry->path().c_str());
+        ::close(file);
+    }
+}
+
+bool AtomicFile::writeAll(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto written =
+            retryInterrupted([&] { return ::write(_file, bytes.data(), bytes.size()); });
+        if (written == 0)
+            errno = EIO;
+        if (written <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+bool AtomicFile::commit(std::string_view bytes) {
+    if (!writeAll(bytes))
+        return fail("writing");
+    if (retryInterrupted([&] { return ::fsync(_file); }) == -1)
+        return fail("forcing it to the disk");
+    if (::rename(_temporary.c_str(), _path.c_str()) == -1)
+        return fail("putting it in its place");
+    _temporary.clear();
+    // Some file systems cannot do this for a directory and say so with EINVAL.
+    if (retryInterrupted([&] { return ::fsync(_directoryFile); }) == -1 && errno != EINVAL)
+        return fail("forcing its directory to the disk");
+    drop();
+    return true;
+}
+
+} // namespace filesystem

@@ -1,0 +1,274 @@
+#include "filesystem/RealFileSystem.h"
+
+#include "filesystem/AtomicFile.h"
+#include "filesystem/RAMFileSystem.h"
+#include "filesystem/Utf8.h"
+
+#include <QStringList>
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace filesystem {
+
+namespace {
+
+constexpr mode_t privateDirectory = 0700;
+constexpr std::size_t maxFileSize = std::size_t{4} << 30;
+
+bool isSystemName(const QString &component) {
+    return component != QLatin1String(".") && component != QLatin1String("..") &&
+           !component.contains(QChar::Null) && !component.contains(QChar::ReplacementCharacter) &&
+           component.isValidUtf16();
+}
+
+/// Creates a directory and its missing parents; false with `errno` when one cannot be created.
+bool makePath(const std::string &path) {
+    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        if (::mkdir(path.substr(0, end).c_str(), privateDirectory) == -1 && errno != EEXIST)
+            return false;
+        if (end == std::string::npos)
+            return true;
+    }
+}
+
+class File {
+public:
+    explicit File(const std::string &path)
+        : _descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    ~File() {
+        if (_descriptor != -1)
+            ::close(_descriptor);
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    /// The whole content; false with `errno` when the file is not open, not regular or too large,
+    /// or when reading fails.
+    bool readAll(std::string &content) const {
+        struct stat status = {};
+        if (_descriptor == -1 || ::fstat(_descriptor, &status) == -1)
+            return false;
+        const auto expected = static_cast<std::size_t>(status.st_size);
+        if (!S_ISREG(status.st_mode) || expected > maxFileSize) {
+            errno = S_ISREG(status.st_mode) ? EFBIG : S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+            return false;
+        }
+        content.resize(expected + 1); // one more, so that the end shows in the first read
+        for (std::size_t length = 0;;) {
+            const ssize_t count = ::read(_descriptor, &content[length], content.size() - length);
+            if (count == -1 && errno == EINTR)
+                continue;
+            if (count == -1)
+                return false;
+            length += static_cast<std::size_t>(count);
+            if (count == 0) {
+                content.resize(length);
+                return true;
+            }
+            if (length == content.size())
+                content.resize(2 * length);
+        }
+    }
+
+private:
+    int _descriptor;
+};
+
+class WriteHandle : public FileHandle {
+public:
+    WriteHandle(const QString &name, const std::string &path) : FileHandle(name), _file(path) {}
+    AtomicFile &file() { return _file; }
+    bool commit() override { return _file.commit(bytes()); }
+
+private:
+    AtomicFile _file;
+};
+
+/// Copies what is below a directory of one file system into a directory of another, which is empty.
+/// `isLink` tells the directories that are links, which would lead in circles.
+template <class IsLink>
+bool copyContent(FileSystem &from, const QString &source, FileSystem &to, const QString &target,
+                 const IsLink &isLink) {
+    for (const DirEntry &entry : from.getFileList(source)) {
+        const QString sourcePath = source + QLatin1Char('/') + entry.name;
+        const QString targetPath = target + QLatin1Char('/') + entry.name;
+        if (entry.isDirectory) {
+            if (isLink(sourcePath) || !to.mkdir(targetPath) ||
+                !copyContent(from, sourcePath, to, targetPath, isLink))
+                return false;
+            continue;
+        }
+        FileHandle *reader = nullptr;
+        if (!from.open(sourcePath, &reader, FileSystem::ReadMode))
+            return false;
+        const std::unique_ptr<FileHandle> owned(reader);
+        FileHandle *writer = nullptr;
+        if (!to.open(targetPath, &writer, FileSystem::WriteMode))
+            return false;
+        to.write(writer, reader->bytes().data(), reader->size());
+        if (!to.close(writer))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+RealFileSystem::RealFileSystem(const QString &root) : _root(root) {}
+
+RealFileSystem::~RealFileSystem() = default;
+
+/// Empty, which the system refuses as a path, for what this file system refuses.
+std::string RealFileSystem::toSystemPath(const QString &path) const {
+    if (_root.isEmpty() || _root.contains(QChar::Null) ||
+        _root.contains(QChar::ReplacementCharacter) || !_root.isValidUtf16())
+        return {};
+    for (const QString &component : path.split(QLatin1Char('/')))
+        if (!isSystemName(component))
+            return {};
+    return (_root + QLatin1Char('/') + path).toStdString();
+}
+
+std::set<DirEntry> RealFileSystem::getFileList(const QString &path) const {
+    std::set<DirEntry> entries;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(toSystemPath(path), error), end;
+         !error && entry != end; entry.increment(error)) {
+        std::error_code unknown;
+        entries.insert(
+            {toQString(entry->path().filename().string()), entry->is_directory(unknown)});
+    }
+    return entries;
+}
+
+bool RealFileSystem::exists(const QString &path) const {
+    struct stat status = {};
+    return ::stat(toSystemPath(path).c_str(), &status) == 0 ||
+           (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG);
+}
+
+bool RealFileSystem::remove(const QString &path) {
+    const std::string target = toSystemPath(path);
+    const std::string root = toSystemPath(QString());
+    std::error_code error;
+    if (target.empty() || std::filesystem::equivalent(target, root, error))
+        return false;
+    if (path.endsWith(QLatin1Char('/')) && !std::filesystem::is_directory(target, error))
+        return false;
+    const auto removed =
+        std::filesystem::remove_all(target.substr(0, target.find_last_not_of('/') + 1), error);
+    return !error && removed > 0;
+}
+
+bool RealFileSystem::mkdir(const QString &path) {
+    return ::mkdir(toSystemPath(path).c_str(), 0777) == 0;
+}
+
+bool RealFileSystem::open(const QString &path, FileHandle **handle, FileSystemMode mode) {
+    _error.clear();
+    if (mode == ReadMode)
+        return openForReading(path, handle);
+    return mode == WriteMode && openForWriting(path, handle);
+}
+
+bool RealFileSystem::openForReading(const QString &path, FileHandle **handle) {
+    const std::string target = toSystemPath(path);
+    std::string content;
+    if (!File(target).readAll(content)) {
+        _error = target + ": reading: " + std::generic_category().message(errno);
+        return false;
+    }
+    *handle = new FileHandle(QString::fromStdString(target), std::move(content));
+    return true;
+}
+
+bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
+    const std::string target = toSystemPath(path);
+    if (target.empty() || target.back() == '/') {
+        _error = _root.isEmpty() ? "There is no directory to write in."
+                                 : (_root + QLatin1Char('/') + path).toStdString() +
+                                       ": no file can have this name";
+        return false;
+    }
+    if (!makePath(toSystemPath(QString()))) {
+        _error = _root.toStdString() +
+                 ": creating the directory: " + std::generic_category().message(errno);
+        return false;
+    }
+    auto writer = std::make_unique<WriteHandle>(QString::fromStdString(target), target);
+    if (!writer->file().open()) {
+        _error = writer->file().error();
+        return false;
+    }
+    *handle = writer.release();
+    return true;
+}
+
+bool RealFileSystem::close(FileHandle *handle) {
+    _error.clear();
+    const std::unique_ptr<FileHandle> owned(handle);
+    if (owned && owned->commit())
+        return true;
+    if (auto *writer = dynamic_cast<WriteHandle *>(handle))
+        _error = writer->file().error();
+    return false;
+}
+
+void *RealFileSystem::loadModule(const QString &path) {
+    return isFile(path) ? ::dlopen(toSystemPath(path).c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+}
+
+bool RealFileSystem::unloadModule(void *module) {
+    return module && ::dlclose(module) == 0;
+}
+
+void *RealFileSystem::getSymbolAddress(void *module, const QString &symbol) {
+    return module ? ::dlsym(module, symbol.toUtf8().constData()) : nullptr;
+}
+
+bool RealFileSystem::isDirectory(const QString &path) const {
+    std::error_code error;
+    return std::filesystem::is_directory(toSystemPath(path), error);
+}
+
+bool RealFileSystem::isFile(const QString &path) const {
+    std::error_code error;
+    return std::filesystem::is_regular_file(toSystemPath(path), error);
+}
+
+bool RealFileSystem::serialize(FileHandle &handle) const {
+    return serialize(QString(), handle);
+}
+
+bool RealFileSystem::unserialize(FileHandle &handle) {
+    return unserialize(QString(), handle);
+}
+
+bool RealFileSystem::serialize(const QString &path, FileHandle &handle) const {
+    RealFileSystem source(_root);
+    RAMFileSystem memory;
+    const auto isLink = [this](const QString &directory) {
+        std::error_code error;
+        return std::filesystem::is_symlink(toSystemPath(directory), error);
+    };
+    return isDirectory(path) && copyContent(source, path, memory, QString(), isLink) &&
+           memory.serialize(handle);
+}
+
+bool RealFileSystem::unserialize(const QString &path, FileHandle &handle) {
+    RAMFileSystem memory;
+    const auto noLinks = [](const QString &) { return false; };
+    return isDirectory(path) && getFileList(path).empty() && memory.unserialize(handle) &&
+           copyContent(memory, QString(), *this, path, noLinks);
+}
+
+} // namespace filesystem

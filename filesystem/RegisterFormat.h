@@ -1,0 +1,21 @@
+#pragma once
+
+#include "filesystem/Tree.h"
+
+#include <string>
+#include <string_view>
+
+/// The bytes of a register file, version 1; docs/file-format.md describes them.
+namespace filesystem::registerFormat {
+
+/// The serialisation of what is below `directory`. Throws `utils::Exception` when a directory's
+/// content does not fit into 4 GiB.
+std::string encode(const tree::Directory &directory);
+
+/// What `encode` wrote, as a directory without a name. No bytes at all give an empty directory.
+/// `level` is the number of levels of the path that the content is for. Throws `utils::Exception`
+/// for anything but a whole and intact serialisation: first the header, the length and the checksum
+/// are tested, then every length, name, order and depth, and only then is anything built.
+tree::Directory decode(std::string_view file, int level);
+
+} // namespace filesystem::registerFormat
