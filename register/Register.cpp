@@ -1,0 +1,100 @@
+#include "register/Register.h"
+
+#include "filesystem/RealFileSystem.h"
+#include "filesystem/Tree.h"
+#include "filesystem/Utf8.h"
+#include "register/Lock.h"
+
+#include <memory>
+
+namespace utils::properties {
+
+using filesystem::FileHandle;
+using filesystem::RealFileSystem;
+using filesystem::toQString;
+
+// The order matters: what is first constructed is last destroyed, and the register, constructed
+// after all of these, still saves to its path when it goes. The mutex stays for threads that
+// outlive it.
+std::string _Register::_BV_REGISTER_NAME = "Brevolant.dat";
+boost::recursive_mutex *_Register::_mutex = new boost::recursive_mutex;
+std::string _Register::_TempRegisterPath = "/temp/";
+std::string _Register::_GlobalRegisterPath;
+std::string _Register::_UserRegisterPath;
+bool _Register::_haveGlobalRegister = false;
+
+_Register &_Register::getInstance() {
+    const Lock lock(*_mutex);
+    static _Register _reg;
+    return _reg;
+}
+
+_Register::_Register() {
+    mkdir(QStringLiteral("/global"));
+    mkdir(QStringLiteral("/user/"));
+    mkdir(QStringLiteral("/temp/"));
+    load();
+}
+
+_Register::~_Register() {
+    // Never released: threads that still run wait here for the end of the process instead of
+    // walking a tree that is gone.
+    _mutex->lock();
+    try {
+        save();
+    } catch (...) { // there is nobody left to tell
+    }
+}
+
+void _Register::initialize(const std::string &globalPath, const std::string &userPath) {
+    _haveGlobalRegister = _test_register_path(globalPath, _BV_REGISTER_NAME);
+    _GlobalRegisterPath = globalPath;
+    if (!_test_register_path(userPath, _BV_REGISTER_NAME))
+        throw Exception("User register not found");
+    _UserRegisterPath = userPath;
+    _Register &instance = getInstance();
+    instance._writeString(nullptr, "UserDataPath", userPath, TempScope);
+    instance.save();
+    instance._writeString(nullptr, "GlobalDataPath", globalPath, TempScope);
+    instance.save();
+}
+
+void _Register::load() {
+    if (_haveGlobalRegister)
+        loadScope(_GlobalRegisterPath, GlobalScope);
+    loadScope(_UserRegisterPath, UserScope);
+}
+
+void _Register::loadScope(const std::string &directory, RegisterScope scope) {
+    RealFileSystem disk(toQString(directory));
+    const QString file = toQString(_BV_REGISTER_NAME);
+    if (!disk.exists(file))
+        return;
+    FileHandle *handle = nullptr;
+    if (!disk.open(file, &handle, ReadMode))
+        throw Exception("Can't open " + directory + "/" + _BV_REGISTER_NAME);
+    const std::unique_ptr<FileHandle> owned(handle);
+    unserialize(toQString(rootOf(scope)), *handle);
+}
+
+void _Register::save() const {
+    const Lock lock(*_mutex);
+    RealFileSystem disk(toQString(_UserRegisterPath));
+    FileHandle *handle = nullptr;
+    if (!disk.open(toQString(_BV_REGISTER_NAME), &handle, WriteMode))
+        return;
+    std::unique_ptr<FileHandle> owned(handle);
+    if (serialize(toQString(rootOf(UserScope)), *handle))
+        disk.close(owned.release());
+}
+
+bool _test_register_path(const std::string &dir, const std::string &fileName) {
+    RealFileSystem disk(toQString(dir));
+    const QString name = toQString(fileName);
+    if (disk.exists(name))
+        return true;
+    const QString parent = filesystem::dirName(name);
+    return parent.isEmpty() || disk.exists(parent) || disk.mkdir(parent);
+}
+
+} // namespace utils::properties
