@@ -1,0 +1,32 @@
+# Installs the library, its public headers below one versioned root, the CMake package and the
+# pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(REGISTER_PUBLIC_HEADERS
+  exception/Exception.h
+  exception/Export.h
+  filesystem/DirEntry.h
+  filesystem/FileHandle.h
+  filesystem/FileSystem.h
+  filesystem/RAMFileSystem.h
+  filesystem/RealFileSystem.h
+  register/Register.h)
+foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
+  get_filename_component(folder ${header} DIRECTORY)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/register-1/${folder})
+endforeach()
+
+set(REGISTER_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/register)
+install(TARGETS register EXPORT register-targets)
+install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR})
+configure_package_config_file(cmake/register-config.cmake.in register-config.cmake
+  INSTALL_DESTINATION ${REGISTER_CMAKE_DIR})
+write_basic_package_version_file(register-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/register-config.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/register-config-version.cmake
+  DESTINATION ${REGISTER_CMAKE_DIR})
+
+configure_file(cmake/register-1.pc.in register-1.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/register-1.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,20 @@
+# What every target of ours is compiled with; not passed on to users.
+add_library(register-options INTERFACE)
+target_compile_features(register-options INTERFACE cxx_std_17)
+target_compile_options(register-options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Wold-style-cast
+  $<$<BOOL:${REGISTER_WERROR}>:-Werror>)
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+set(REGISTER_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined")
+if(REGISTER_SANITIZE)
+  add_compile_options(-fsanitize=${REGISTER_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${REGISTER_SANITIZE})
+endif()
