@@ -1,0 +1,178 @@
+// Start-up, the single instance, the register files, and what the exit leaves.
+#include "tests/Support.h"
+
+#include <cstdlib>
+#include <thread>
+
+using namespace testing_support;
+using namespace utils::properties;
+
+namespace {
+
+std::string userFile() {
+    return userDirectory() + "/Brevolant.dat";
+}
+
+/// Runs the helper program to its end in the data directories of this test; its exit code.
+int runHelper(const std::string &arguments) {
+    const int status = std::system((std::string(REGISTER_HELPER) + " " + globalDirectory() + " " +
+                                    userDirectory() + " " + arguments)
+                                       .c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string valueOf(const std::string &name) {
+    std::string value;
+    _Register::getInstance()._readString(name, value);
+    return value;
+}
+
+TEST(Lifecycle, beforeItStartsThereAreOnlyTheStatics) {
+    EXPECT_EQ(_Register::_BV_REGISTER_NAME, "Brevolant.dat");
+    EXPECT_EQ(_Register::_GlobalRegisterPath + _Register::_UserRegisterPath, "");
+    EXPECT_FALSE(_Register::_haveGlobalRegister);
+    const _Register &reg = _Register::getInstance();
+    EXPECT_EQ(reg.getFileList("/").size(), 3U);
+    for (const char *root : {"/global", "/user/", "/temp/"})
+        EXPECT_TRUE(reg.isDirectory(root) && reg.getFileList(root).empty()) << root;
+    reg.save();
+    EXPECT_FALSE(fs::exists("Brevolant.dat")) << "without a directory nothing is written";
+    writeFile(userFile(), "not read by a late initialize");
+    EXPECT_EQ(&startedRegister(), &reg);
+    EXPECT_EQ(valueOf("UserDataPath"), userDirectory());
+}
+
+TEST(Lifecycle, initializeCreatesTheUserFileAndPublishesTheDirectories) {
+    const _Register &reg = startedRegister();
+    EXPECT_EQ(valueOf("UserDataPath"), userDirectory());
+    EXPECT_EQ(valueOf("GlobalDataPath"), globalDirectory());
+    EXPECT_TRUE(reg.propertyExists("UserDataPath", TempScope));
+    EXPECT_EQ(fs::file_size(userFile()), 32U);
+    EXPECT_FALSE(fs::exists(globalDirectory()));
+    _Register::initialize(globalDirectory(), dataDirectory() / "second");
+    EXPECT_TRUE(fs::exists(dataDirectory() / "second/Brevolant.dat"));
+    EXPECT_EQ(valueOf("UserDataPath"), dataDirectory() / "second");
+}
+
+TEST(Lifecycle, theExitSavesTheUserScopeAndNothingElse) {
+    ASSERT_EQ(runHelper("user theme dark"), 0);
+    ASSERT_EQ(runHelper("global theme light"), 0);
+    ASSERT_EQ(runHelper("temp session 1"), 0);
+    EXPECT_FALSE(fs::exists(globalDirectory()));
+    fs::create_directory(globalDirectory());
+    fs::copy(userFile(), globalDirectory());
+    const std::string globalFile = readFile(globalDirectory() + "/Brevolant.dat");
+    ASSERT_EQ(runHelper("user theme blue"), 0);
+    EXPECT_EQ(readFile(globalDirectory() + "/Brevolant.dat"), globalFile);
+
+    _Register &reg = startedRegister();
+    EXPECT_EQ(valueOf("theme"), "blue");
+    reg.delProperty("theme", UserScope);
+    EXPECT_EQ(valueOf("theme"), "dark")
+        << "the user file of one serves as the global file of another";
+    EXPECT_EQ(thrownBy([] { valueOf("session"); }), "PropertyNotFound");
+    EXPECT_EQ(listDirectory(userDirectory()).size(), 1U);
+}
+
+TEST(Lifecycle, twoThreadsMakeOneInstance) {
+    _Register::_UserRegisterPath = userDirectory();
+    const _Register *seen[8] = {};
+    std::vector<std::thread> threads;
+    for (const _Register *&instance : seen)
+        threads.emplace_back([&instance] { instance = &_Register::getInstance(); });
+    for (std::thread &thread : threads)
+        thread.join();
+    for (const _Register *instance : seen)
+        EXPECT_EQ(instance, &_Register::getInstance());
+}
+
+TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
+    ASSERT_EQ(runHelper("user theme dark"), 0);
+    const std::string good = readFile(userFile());
+    fs::create_directories(globalDirectory() + "/Brevolant.dat");
+    const auto start = [] { startedRegister(); };
+    EXPECT_EQ(thrownBy(start), "Can't open " + globalDirectory() + "/Brevolant.dat");
+    EXPECT_TRUE(lockIsFree());
+    fs::remove(globalDirectory() + "/Brevolant.dat");
+
+    fs::remove(userFile());
+    fs::create_directory(userFile());
+    EXPECT_EQ(thrownBy(start), "Can't open " + userDirectory() + "/Brevolant.dat");
+    fs::remove(userFile());
+
+    std::string damaged = good;
+    damaged.back() ^= 1;
+    writeFile(userFile(), damaged);
+    EXPECT_EQ(thrownBy(start),
+              userFile() + ": The register file is damaged: its checksum does not match.");
+    EXPECT_EQ(runHelper("user theme light"), 3) << "a program sees it and ends";
+    EXPECT_EQ(readFile(userFile()), damaged);
+
+    writeFile(userFile(), good);
+    startedRegister();
+    EXPECT_EQ(valueOf("theme"), "dark") << "a later call tries again";
+}
+
+TEST(Lifecycle, anEmptyFileIsAnEmptyScope) {
+    writeFile(userFile(), "");
+    EXPECT_TRUE(startedRegister().getFileList("/user").empty());
+}
+
+TEST(Lifecycle, everyFlippedBitOfTheFileIsRefusedAtStart) {
+    ASSERT_EQ(runHelper("user theme dark"), 0);
+    const std::string good = readFile(userFile());
+    for (std::size_t at = 0; at < good.size(); ++at) {
+        std::string damaged = good;
+        damaged[at] ^= static_cast<char>(1 << at % 8);
+        writeFile(userFile(), damaged);
+        ASSERT_NE(thrownBy([] { startedRegister(); }), "nothing") << "byte " << at;
+        writeFile(userFile(), good.substr(0, at));
+        ASSERT_TRUE(at == 0 || thrownBy([] { startedRegister(); }) != "nothing") << at << " bytes";
+    }
+    ASSERT_EQ(readFile(userFile()), good.substr(0, good.size() - 1)) << "and never written over";
+}
+
+TEST(Lifecycle, theDirectoryOfARegisterFileIsTestedAndCreated) {
+    const TemporaryDirectory dir;
+    EXPECT_TRUE(_test_register_path("/missing/directory", "Brevolant.dat"));
+    EXPECT_TRUE(_test_register_path(dir.path(), "sub/reg.dat"));
+    EXPECT_TRUE(fs::is_directory(dir / "sub"));
+    EXPECT_TRUE(_test_register_path(dir.path(), "sub/reg.dat"));
+    EXPECT_FALSE(_test_register_path(dir / "missing", "sub/reg.dat"));
+    _Register::_BV_REGISTER_NAME = "sub/Brevolant.dat";
+    writeFile(dir / "file", "in the way of a directory");
+    EXPECT_EQ(thrownBy([&] { _Register::initialize(dir / "file", dir / "file"); }),
+              "User register not found");
+    EXPECT_FALSE(_Register::_haveGlobalRegister);
+    EXPECT_EQ(_Register::_GlobalRegisterPath, dir / "file");
+    EXPECT_EQ(_Register::_UserRegisterPath, "");
+}
+
+TEST(Threads, readersAndWritersSeeWholeValues) {
+    _Register &reg = startedRegister();
+    const std::string values[] = {std::string(10, 'a'), std::string(2000, 'b')};
+    reg._writeString(nullptr, "shared/text", values[0], UserScope);
+    std::vector<std::thread> threads;
+    for (int worker = 0; worker < 4; ++worker)
+        threads.emplace_back([&, worker] {
+            std::string value;
+            std::vector<std::string> told;
+            Recorder recorder(told, "own");
+            for (int round = 0; round < 500; ++round) {
+                reg.addCallback("shared", &recorder);
+                reg._writeString(&reg, "shared/text", values[round % 2], UserScope);
+                reg._readString("shared/text", value);
+                EXPECT_TRUE(value == values[0] || value == values[1]);
+                reg._writeInteger(nullptr, "w/" + std::to_string(worker), round, TempScope);
+                reg.delProperty("w", TempScope);
+                reg.removeCallback(&recorder);
+            }
+            EXPECT_GE(told.size(), 500U);
+        });
+    for (int round = 0; round < 5; ++round)
+        reg.save();
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+} // namespace

@@ -1,0 +1,144 @@
+// Who is told of what, in which order, and what callbacks may do meanwhile.
+#include "tests/Support.h"
+
+#include <stdexcept>
+
+using namespace testing_support;
+using namespace utils::properties;
+
+namespace {
+
+using Told = std::vector<std::string>;
+
+TEST(Notification, aNameIsToldUnderItsKeysNearestFirst) {
+    _Register &reg = startedRegister();
+    const struct {
+        std::string name;
+        std::vector<std::string> keys;
+    } rows[] = {{"a/b/c", {"a/b/c", "a/b", "a"}},
+                {"/a/b", {"/a/b", "/a", "/"}},
+                {"abc", {"abc"}},
+                {"a/", {"a/", "a"}},
+                {"a//b", {"a//b", "a/", "a"}},
+                {"/", {"/"}},
+                {"", {}},
+                {"//", {"//", "/"}}};
+    Told told;
+    std::vector<std::unique_ptr<Recorder>> recorders;
+    for (const char *key : {"", "/", "//", "/a", "/a/b", "a", "a/", "a//b", "a/b", "a/b/c",
+                            "a/b/c/d", "a/bc", "abc", "b"}) {
+        recorders.push_back(std::make_unique<Recorder>(told, key));
+        reg.addCallback(key, recorders.back().get());
+    }
+    for (const auto &row : rows) {
+        Told expected;
+        for (const std::string &key : row.keys)
+            expected.push_back(key + ":" + row.name);
+        told.clear();
+        reg.markAsChanged(&told, row.name);
+        EXPECT_EQ(told, expected) << row.name;
+    }
+    told.clear();
+    reg.notify(&told);
+    EXPECT_EQ(told, Told());
+}
+
+TEST(Notification, everyWriteIsToldToAllButItsSender) {
+    _Register &reg = startedRegister();
+    Told told;
+    int alice = 0, bob = 0;
+    Recorder first(told, "alice", &alice), second(told, "bob", &bob), nobody(told, "nobody");
+    for (Recorder *recorder : {&second, &first, &nobody, &second})
+        reg.addCallback("g", recorder);
+    reg.addCallback("g", nullptr);
+    reg._writeInteger(&alice, "g/p", 1, UserScope);
+    reg._writeInteger(&bob, "g/p", 1, GlobalScope);
+    reg._writeString(nullptr, "g/p", "", TempScope);
+    EXPECT_EQ(told,
+              (Told{"bob:g/p", "nobody:g/p", "alice:g/p", "nobody:g/p", "bob:g/p", "alice:g/p"}));
+    told.clear();
+    reg.addProperty("g/q", UserScope);
+    reg.delProperty("g/p", UserScope);
+    reg.save();
+    EXPECT_EQ(told, Told()) << "only typed writes are told";
+    reg.removeCallback(&second);
+    reg.removeCallback(&second);
+    reg._writeNumber(&nobody, "g/p", 1, UserScope);
+    EXPECT_EQ(told, (Told{"alice:g/p", "nobody:g/p"}));
+}
+
+TEST(Notification, whatACallbackThrowsReachesTheWriterAndIsToldAgain) {
+    _Register &reg = startedRegister();
+    Told told;
+    bool armed = true;
+    Recorder thrower(told, "thrower", nullptr, [&](auto &) {
+        if (armed)
+            throw std::runtime_error("from a callback");
+    });
+    Recorder later(told, "later"), other(told, "other");
+    reg.addCallback("a/x", &thrower);
+    reg.addCallback("a/x", &later);
+    reg.addCallback("b", &other);
+    EXPECT_EQ(thrownBy([&] { reg._writeInteger(&told, "a/x", 5, UserScope); }),
+              "std: from a callback");
+    EXPECT_EQ(told, Told{"thrower:a/x"});
+    EXPECT_TRUE(lockIsFree());
+    int value = 0;
+    reg._readInteger("a/x", value);
+    EXPECT_EQ(value, 5) << "the value is stored all the same";
+    EXPECT_EQ(thrownBy([&] { reg._writeInteger(&told, "b", 1, UserScope); }),
+              "std: from a callback")
+        << "the name is still marked";
+    armed = false;
+    told.clear();
+    reg._writeInteger(&told, "c", 1, UserScope);
+    EXPECT_EQ(told, (Told{"thrower:a/x", "later:a/x", "other:b"})) << "though nobody listens to c";
+    told.clear();
+    reg.notify(&told);
+    EXPECT_EQ(told, Told());
+}
+
+TEST(Notification, aCallbackMayWriteAndItsChangeIsToldAtOnce) {
+    _Register &reg = startedRegister();
+    Told told;
+    Recorder follower(told, "follower", nullptr, [&](const std::string &name) {
+        int value = 0;
+        reg._readInteger(name, value);
+        if (value > 0)
+            reg._writeInteger(&told, name, value - 1, UserScope);
+    });
+    Recorder after(told, "after");
+    reg.addCallback("n", &follower);
+    reg.addCallback("n", &after);
+    reg._writeInteger(&told, "n", 2, UserScope);
+    EXPECT_EQ(told,
+              (Told{"follower:n", "follower:n", "follower:n", "after:n", "after:n", "after:n"}));
+}
+
+TEST(Notification, callbacksMayComeAndGoDuringAWalk) {
+    _Register &reg = startedRegister();
+    Told told;
+    Recorder removed(told, "removed"), sameKey(told, "sameKey"), nextKey(told, "nextKey");
+    Recorder last(told, "last");
+    std::unique_ptr<Recorder> busy;
+    busy = std::make_unique<Recorder>(told, "busy", nullptr, [&](auto &) {
+        reg.removeCallback(&removed);
+        reg.addCallback("g/p", &sameKey);
+        reg.addCallback("g", &nextKey);
+        reg.removeCallback(&last);
+        reg.addCallback("g", &last);
+        reg.removeCallback(busy.get());
+    });
+    reg.addCallback("g/p", busy.get());
+    reg.addCallback("g/p", &removed);
+    reg.addCallback("g", &removed);
+    reg.addCallback("g", &last);
+    reg.markAsChanged(&told, "g/p");
+    EXPECT_EQ(told, (Told{"busy:g/p", "nextKey:g/p", "last:g/p"}));
+    busy.reset();
+    told.clear();
+    reg.markAsChanged(&told, "g/p");
+    EXPECT_EQ(told, (Told{"sameKey:g/p", "nextKey:g/p", "last:g/p"}));
+}
+
+} // namespace

@@ -1,0 +1,35 @@
+// What a client sees that has the shared library and the public headers only.
+#include <filesystem/RAMFileSystem.h>
+#include <register/Register.h>
+
+#include <gtest/gtest.h>
+
+using namespace utils::properties;
+
+namespace {
+
+TEST(SharedLibrary, exceptionsCrossItsBorder) {
+    _Register &reg = _Register::getInstance();
+    int value = 0;
+    EXPECT_THROW(reg._readInteger("none", value), PropertyNotFound);
+    reg._writeString(nullptr, "p", "x", TempScope);
+    EXPECT_THROW(reg._readInteger("p", value), PropertyBadType);
+    EXPECT_THROW(reg.addGroup("g", RegisterScope(7)), utils::Exception);
+    EXPECT_THROW(reg.addGroup("g", RegisterScope(7)), std::exception);
+}
+
+TEST(SharedLibrary, theTreeIsAFileSystemForItsClients) {
+    filesystem::FileSystem &tree = _Register::getInstance();
+    EXPECT_NE(dynamic_cast<filesystem::RAMFileSystem *>(&tree), nullptr);
+    _Register::getInstance()._writeInteger(nullptr, "group/number", 258, TempScope);
+    filesystem::FileHandle *handle = nullptr;
+    ASSERT_TRUE(tree.open("/temp/group/number", &handle, filesystem::FileSystem::ReadMode));
+    EXPECT_EQ(tree.readByte(handle), 'I');
+    EXPECT_EQ(tree.readInt(handle), 258);
+    EXPECT_TRUE(tree.close(handle));
+    EXPECT_EQ(filesystem::dirName("a/b/c"), "a/b");
+    EXPECT_EQ(filesystem::dirName("a"), "");
+    EXPECT_EQ(filesystem::dirName("/"), "");
+}
+
+} // namespace

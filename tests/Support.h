@@ -1,0 +1,129 @@
+#pragma once
+
+#include "register/Register.h"
+
+#include <boost/thread/recursive_mutex.hpp>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <stdlib.h>
+
+namespace testing_support {
+
+using utils::properties::_Register;
+using utils::properties::PropertyBadType;
+using utils::properties::PropertyNotFound;
+using utils::properties::RegisterScope;
+namespace fs = std::filesystem;
+
+/// A directory that goes with everything in it.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory() {
+        std::string name = (fs::temp_directory_path() / "register-test-XXXXXX").string();
+        _path = ::mkdtemp(name.data());
+    }
+    ~TemporaryDirectory() {
+        std::error_code ignored;
+        fs::remove_all(_path, ignored);
+    }
+    std::string operator/(const std::string &name) const { return _path + "/" + name; }
+    const std::string &path() const { return _path; }
+
+private:
+    std::string _path;
+};
+
+inline std::string readFile(const std::string &path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+inline void writeFile(const std::string &path, const std::string &content) {
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+inline std::vector<std::string> listDirectory(const std::string &path) {
+    std::vector<std::string> names;
+    for (const auto &entry : fs::directory_iterator(path))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+/// The data directories of this process. They outlive the register, which saves when it goes.
+inline const TemporaryDirectory &dataDirectory() {
+    static const TemporaryDirectory directory;
+    return directory;
+}
+inline std::string globalDirectory() {
+    return dataDirectory() / "global";
+}
+inline std::string userDirectory() {
+    return dataDirectory() / "user";
+}
+
+/// The started register of this process; each test case is a process of its own.
+inline _Register &startedRegister() {
+    _Register::initialize(globalDirectory(), userDirectory());
+    return _Register::getInstance();
+}
+
+/// Whether another thread could use the register now.
+inline bool lockIsFree() {
+    return std::async(std::launch::async,
+                      [] {
+                          const bool free = _Register::_mutex->try_lock();
+                          if (free)
+                              _Register::_mutex->unlock();
+                          return free;
+                      })
+        .get();
+}
+
+/// The type and the text of what `call` throws, as one string to compare; "nothing" when it does
+/// not.
+inline std::string thrownBy(const std::function<void()> &call) {
+    try {
+        call();
+    } catch (const PropertyNotFound &) {
+        return "PropertyNotFound";
+    } catch (const PropertyBadType &) {
+        return "PropertyBadType";
+    } catch (const utils::Exception &error) {
+        return error.what();
+    } catch (const std::exception &error) {
+        return std::string("std: ") + error.what();
+    }
+    return "nothing";
+}
+
+/// A callback that writes "label:name" into a list shared with others, and then runs an action.
+class Recorder : public _Register::Callback {
+public:
+    Recorder(std::vector<std::string> &told, std::string label, void *party = nullptr,
+             std::function<void(const std::string &)> action = {})
+        : _told(told), _label(std::move(label)), _party(party), _action(std::move(action)) {}
+    void propertyChanged(const std::string &name) override {
+        _told.push_back(_label + ":" + name);
+        if (_action)
+            _action(name);
+    }
+    void *owner() override { return _party; }
+
+private:
+    std::vector<std::string> &_told;
+    std::string _label;
+    void *_party;
+    std::function<void(const std::string &)> _action;
+};
+
+} // namespace testing_support
