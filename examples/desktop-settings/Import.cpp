@@ -1,0 +1,87 @@
+#include "Import.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <climits>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace utils::properties;
+
+namespace {
+
+struct VariantDeleter {
+    void operator()(GVariant *variant) const { g_variant_unref(variant); }
+};
+using Variant = std::unique_ptr<GVariant, VariantDeleter>;
+
+Variant parseVariant(const std::string &text) {
+    return Variant(g_variant_parse(nullptr, text.c_str(), nullptr, nullptr, nullptr));
+}
+
+bool isA(const Variant &value, const GVariantType *type) {
+    return g_variant_is_of_type(value.get(), type);
+}
+
+/// Writes the value with its type; the name of that type, or nothing when the register has none.
+std::string store(_Register &reg, const std::string &name, const Variant &value) {
+    if (isA(value, G_VARIANT_TYPE_STRING)) {
+        gsize length = 0;
+        const char *text = g_variant_get_string(value.get(), &length);
+        reg._writeString(nullptr, name, std::string(text, length), UserScope);
+        return "strings";
+    }
+    if (isA(value, G_VARIANT_TYPE_BOOLEAN)) {
+        reg._writeBoolean(nullptr, name, g_variant_get_boolean(value.get()) != FALSE, UserScope);
+        return "booleans";
+    }
+    if (isA(value, G_VARIANT_TYPE_DOUBLE)) {
+        reg._writeNumber(nullptr, name, g_variant_get_double(value.get()), UserScope);
+        return "numbers";
+    }
+    if (isA(value, G_VARIANT_TYPE_INT32)) {
+        reg._writeInteger(nullptr, name, g_variant_get_int32(value.get()), UserScope);
+        return "integers";
+    }
+    if (isA(value, G_VARIANT_TYPE_UINT32) && g_variant_get_uint32(value.get()) <= INT_MAX) {
+        reg._writeInteger(nullptr, name, static_cast<int>(g_variant_get_uint32(value.get())),
+                          UserScope);
+        return "integers";
+    }
+    return "";
+}
+
+} // namespace
+
+void importSettings(std::istream &settings, _Register &reg) {
+    std::map<std::string, int> stored;
+    std::vector<std::string> refused;
+    int lines = 0;
+    for (std::string line; std::getline(settings, line); ++lines) {
+        const std::size_t key = line.find(' ');
+        const std::size_t value = key == std::string::npos ? key : line.find(' ', key + 1);
+        std::string type;
+        if (value != std::string::npos) {
+            std::string name = line.substr(0, value);
+            name[key] = '/';
+            std::replace(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(key), '.', '/');
+            if (const Variant parsed = parseVariant(line.substr(value + 1)))
+                type = store(reg, name, parsed);
+        }
+        if (type.empty())
+            refused.push_back(line);
+        else
+            ++stored[type];
+    }
+    std::cout << "  Of " << lines << " settings, " << lines - static_cast<int>(refused.size())
+              << " are now typed properties:\n";
+    for (const auto &[type, count] : stored)
+        std::cout << "    " << count << " " << type << "\n";
+    std::cout << "  " << refused.size() << " have a type that the register does not:\n";
+    for (const std::string &line : refused)
+        std::cout << "    " << line << "\n";
+}

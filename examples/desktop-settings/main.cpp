@@ -1,0 +1,45 @@
+// Real desktop settings in the register: imports what `gsettings list-recursively` prints, then
+// runs as an application of that desktop.
+//
+//   desktop-settings import DIRECTORY < SETTINGS
+//   desktop-settings first-run INSTALLATION HOME
+//   desktop-settings second-run INSTALLATION HOME
+//
+// `scripts/demo` runs the three in a row.
+#include "Application.h"
+#include "Import.h"
+
+#include <exception/Exception.h>
+#include <register/Register.h>
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+using utils::properties::_Register;
+
+int main(int count, char **values) {
+    const std::vector<std::string> arguments(values + 1, values + count);
+    const std::string command = arguments.empty() ? "" : arguments.front();
+    try {
+        if (command == "import" && arguments.size() == 2) {
+            _Register::initialize("", arguments[1]);
+            importSettings(std::cin, _Register::getInstance());
+            return 0;
+        }
+        if ((command == "first-run" || command == "second-run") && arguments.size() == 3) {
+            _Register::initialize(arguments[1], arguments[2]);
+            if (command == "first-run")
+                firstRun(_Register::getInstance());
+            else
+                secondRun(_Register::getInstance());
+            return 0;
+        }
+    } catch (const utils::Exception &error) {
+        std::cerr << "desktop-settings: " << error.what() << "\n";
+        return 1;
+    }
+    std::cerr << "usage: desktop-settings import DIRECTORY < SETTINGS\n"
+                 "       desktop-settings first-run|second-run INSTALLATION HOME\n";
+    return 2;
+}
