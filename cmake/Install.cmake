@@ -27,6 +27,9 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/register-config-version.cmake
   DESTINATION ${REGISTER_CMAKE_DIR})
 
+# Relative to the file itself, so that a moved installation is found where it is.
+file(RELATIVE_PATH REGISTER_PC_PREFIX
+  ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/register-1.pc.in register-1.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/register-1.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
