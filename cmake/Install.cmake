@@ -10,6 +10,7 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/FileSystem.h
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
+  register/Property.h
   register/Register.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)

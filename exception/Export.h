@@ -1,4 +1,4 @@
 #pragma once
 
 /// Marks what the shared library shows to its users. Everything else is built hidden.
-#define REGISTER_EXPORT __attribute__((visibility("default")))
+#define REGISTER_EXPORT [[gnu::visibility("default")]]

@@ -21,11 +21,11 @@ namespace filesystem {
 /// `std::bad_alloc`. An object is for one thread at a time.
 class REGISTER_EXPORT FileSystem {
 public:
-    enum FileSystemMode {
+    enum FileSystemMode : int {
         ReadMode = 0, ///< an existing file, from its start, as it is now
         WriteMode = 1 ///< a file with new content; it is created where it is missing
     };
-    enum FileSystemOrigin { BeginOrigin = 0, CurrentOrigin = 1, EndOrigin = 2 };
+    enum FileSystemOrigin : int { BeginOrigin = 0, CurrentOrigin = 1, EndOrigin = 2 };
 
     virtual ~FileSystem();
 

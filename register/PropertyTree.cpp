@@ -1,18 +1,15 @@
 #include "filesystem/Tree.h"
+#include "filesystem/Utf8.h"
 #include "register/Lock.h"
 #include "register/Register.h"
 
+#include <iterator>
 #include <memory>
 
 namespace utils::properties {
 
 namespace tree = filesystem::tree;
-
-namespace {
-
-constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
-
-} // namespace
+using filesystem::toQString;
 
 std::string_view _Register::rootOf(RegisterScope scope) {
     switch (scope) {
@@ -104,6 +101,39 @@ bool _Register::propertyExists(const std::string &name) const {
     const Lock lock(*_mutex);
     return propertyExists(name, GlobalScope) || propertyExists(name, UserScope) ||
            propertyExists(name, TempScope);
+}
+
+std::set<filesystem::DirEntry> _Register::propertyList(const std::string &name,
+                                                       RegisterScope scope) const {
+    const QString path = toQString(_nameToPath(name, scope));
+    const Lock lock(*_mutex);
+    if (!isDirectory(path))
+        throw Exception(name + " does not exist or is not a group.");
+    std::set<filesystem::DirEntry> entries = getFileList(path);
+    for (auto entry = entries.begin(); entry != entries.end();) {
+        const bool isMember =
+            entry->name != QLatin1String(".") && entry->name != QLatin1String("..");
+        entry = isMember ? std::next(entry) : entries.erase(entry);
+    }
+    return entries;
+}
+
+filesystem::FileHandle &_Register::openProperty(const std::string &name, FileSystemMode mode,
+                                                RegisterScope scope) {
+    const Lock lock(*_mutex);
+    const std::string group = filesystem::dirName(toQString(name)).toStdString();
+    if (!groupExists(group))
+        throw Exception("Group " + group + " does not exist !");
+    const QString path = toQString(_nameToPath(name, scope));
+    filesystem::FileHandle *handle = nullptr;
+    if (!open(path, &handle, mode))
+        throw Exception("Cannot open property named " + name + " !");
+    return *handle;
+}
+
+void _Register::closeProperty(filesystem::FileHandle &handle) {
+    const Lock lock(*_mutex);
+    close(&handle);
 }
 
 /// Makes `bytes` the content of the property, which is created where it is missing. False, and

@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace boost {
 class recursive_mutex;
@@ -142,6 +144,23 @@ public:
     /// True when the name is a property or a group in any scope.
     bool propertyExists(const std::string &name) const;
 
+    /// The members of a group in one scope, properties and groups, each by its own one-level name.
+    /// Throws `utils::Exception`, the name and " does not exist or is not a group."
+    std::set<filesystem::DirEntry> propertyList(const std::string &name, RegisterScope scope) const;
+
+    /// Opens a property's bytes in one scope; `filesystem/FileSystem.h` says what handles are. The
+    /// group must exist in some scope; it is not created. The caller owns the handle until
+    /// `closeProperty`, and tells the callbacks with `markAsChanged`. Between the two the register
+    /// holds no lock; the handle's own operations need none.
+    ///
+    /// Throws `utils::Exception`: "Group ", the group and " does not exist !"; "Cannot open
+    /// property named ", the name and " !", where the tree opens nothing in that mode.
+    filesystem::FileHandle &openProperty(const std::string &name, FileSystemMode mode,
+                                         RegisterScope scope);
+    /// Ends a handle of `openProperty`, once. What was written through it is the property's content
+    /// from here on, unless the property has been removed meanwhile.
+    void closeProperty(filesystem::FileHandle &handle);
+
     // Reads. They look in the user, then the global, then the temp scope, and take what has the
     // name there first. They throw `PropertyNotFound` when no scope holds the name, and
     // `PropertyBadType` when it is not of the type asked for; `value` is untouched then.
@@ -151,6 +170,23 @@ public:
     void _readNumber(const std::string &name, double &value) const;
     void _readInteger(const std::string &name, int &value) const;
     void _readBoolean(const std::string &name, bool &value) const;
+
+    // Lists of one element type. The read replaces what `values` held.
+
+    void _readStrings(const std::string &name, std::vector<std::string> &values) const;
+    void _readNumbers(const std::string &name, std::vector<double> &values) const;
+    void _readIntegers(const std::string &name, std::vector<int> &values) const;
+    void _readBooleans(const std::string &name, std::vector<bool> &values) const;
+
+    /// Reads a value without throwing for what is not there: true when the scope holds a property
+    /// of that name with a whole value of this type, else `value` is untouched. `Value` is
+    /// `std::string`, `double`, `int`, `bool` or a `std::vector` of one of them.
+    template <class Value>
+    bool findValue(const std::string &name, Value &value, RegisterScope scope) const;
+    /// The same in the user, the global and the temp scope, in that order; returns the first that
+    /// holds such a value. Unlike the other reads it passes over groups and values of other types.
+    template <class Value>
+    std::optional<RegisterScope> findValue(const std::string &name, Value &value) const;
 
     /// The type of the value that a read of the name finds; for a list, the type of its elements
     /// goes into `elementType`, unless that is null. A property without a value has the type 0.
@@ -172,6 +208,21 @@ public:
                        RegisterScope scope);
     void _writeBoolean(void *sender, const std::string &name, const bool &value,
                        RegisterScope scope);
+
+    // Lists. Throw `std::length_error` for more than 2^31 - 1 elements.
+
+    void _writeStrings(void *sender, const std::string &name,
+                       const std::vector<std::string> &values, RegisterScope scope);
+    void _writeNumbers(void *sender, const std::string &name, const std::vector<double> &values,
+                       RegisterScope scope);
+    void _writeIntegers(void *sender, const std::string &name, const std::vector<int> &values,
+                        RegisterScope scope);
+    void _writeBooleans(void *sender, const std::string &name, const std::vector<bool> &values,
+                        RegisterScope scope);
+
+    /// Removes a property from the scope and tells the callbacks, as a write does, so that what
+    /// lies below shows through. Nothing happens when the name is not a property there.
+    void resetProperty(void *sender, const std::string &name, RegisterScope scope);
 
     /// Registers a callback under a key: the name of a property or of a group, for all names in it.
     /// A key may have several callbacks; they are called in the order of registration. Adding the
@@ -199,16 +250,18 @@ private:
     _Register();
     ~_Register() override;
 
+    static constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
+
     static std::string_view rootOf(RegisterScope scope);
     filesystem::tree::Directory *scopeRoot(RegisterScope scope) const;
     void loadScope(const std::string &directory, RegisterScope scope);
-    template <class Test>
-    bool anyScope(const std::string &name, Test test) const;
     const std::string *locateValue(const std::string &name) const;
     template <class Value>
     void readValue(const std::string &name, Value &value) const;
     void storeValue(void *sender, const std::string &name, RegisterScope scope, std::string bytes);
     bool replaceValue(const std::string &name, RegisterScope scope, std::string &bytes);
+    template <class Change>
+    void change(void *sender, const std::string &name, Change makeChange);
     bool hasCallbackFor(const std::string &name) const;
     void tell(void *sender, const std::string &name);
 

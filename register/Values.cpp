@@ -2,17 +2,18 @@
 #include "register/Register.h"
 #include "register/Value.h"
 
-#include <utility>
+#include "filesystem/Tree.h"
 
 namespace utils::properties {
+
+namespace tree = filesystem::tree;
 
 template <class Value>
 void _Register::readValue(const std::string &name, Value &value) const {
     const Lock lock(*_mutex);
     const std::string *bytes = locateValue(name);
-    if (!bytes)
+    if (!bytes || !decode(*bytes, value))
         throw PropertyBadType();
-    decode(*bytes, value);
 }
 
 void _Register::_readString(const std::string &name, std::string &value) const {
@@ -20,7 +21,8 @@ void _Register::_readString(const std::string &name, std::string &value) const {
     const std::string *bytes = locateValue(name);
     if (!bytes)
         throw PropertyNotFound();
-    decode(*bytes, value);
+    if (!decode(*bytes, value))
+        throw PropertyBadType();
 }
 
 void _Register::_readNumber(const std::string &name, double &value) const {
@@ -33,6 +35,22 @@ void _Register::_readInteger(const std::string &name, int &value) const {
 
 void _Register::_readBoolean(const std::string &name, bool &value) const {
     readValue(name, value);
+}
+
+void _Register::_readStrings(const std::string &name, std::vector<std::string> &values) const {
+    readValue(name, values);
+}
+
+void _Register::_readNumbers(const std::string &name, std::vector<double> &values) const {
+    readValue(name, values);
+}
+
+void _Register::_readIntegers(const std::string &name, std::vector<int> &values) const {
+    readValue(name, values);
+}
+
+void _Register::_readBooleans(const std::string &name, std::vector<bool> &values) const {
+    readValue(name, values);
 }
 
 Type _Register::readPropertyType(const std::string &name, Type *elementType) const {
@@ -48,25 +66,70 @@ Type _Register::readPropertyType(const std::string &name, Type *elementType) con
     return typeAt(0);
 }
 
-/// Stores the bytes and tells the callbacks. The name is set aside before anything changes, so that
-/// memory running out leaves the value and the marks as they were.
+namespace {
+
+template <class Value>
+bool findIn(tree::Directory *scopeRoot, const std::string &name, Value &value) {
+    const tree::File *file = scopeRoot ? tree::findFile(*scopeRoot, name) : nullptr;
+    return file && decode(file->bytes, value);
+}
+
+} // namespace
+
+template <class Value>
+bool _Register::findValue(const std::string &name, Value &value, RegisterScope scope) const {
+    const Lock lock(*_mutex);
+    return findIn(scopeRoot(scope), name, value);
+}
+
+template <class Value>
+std::optional<RegisterScope> _Register::findValue(const std::string &name, Value &value) const {
+    const Lock lock(*_mutex);
+    for (const RegisterScope scope : lookupOrder)
+        if (findIn(scopeRoot(scope), name, value))
+            return scope;
+    return std::nullopt;
+}
+
+#define INSTANTIATE(Value)                                                                         \
+    template bool _Register::findValue(const std::string &, Value &, RegisterScope) const;         \
+    template std::optional<RegisterScope> _Register::findValue(const std::string &, Value &) const;
+INSTANTIATE(std::string)
+INSTANTIATE(double)
+INSTANTIATE(int)
+INSTANTIATE(bool)
+INSTANTIATE(std::vector<std::string>)
+INSTANTIATE(std::vector<double>)
+INSTANTIATE(std::vector<int>)
+INSTANTIATE(std::vector<bool>)
+#undef INSTANTIATE
+
+/// Makes a change of the tree and tells it. The name is set aside before anything changes, so that
+/// memory running out leaves the tree and the marks as they were.
+template <class Change>
+void _Register::change(void *sender, const std::string &name, Change makeChange) {
+    std::set<std::string> changed;
+    if (!_changedProperties.empty() || hasCallbackFor(name))
+        changed.insert(name);
+    makeChange();
+    if (changed.empty())
+        return;
+    _changedProperties.merge(changed);
+    notify(sender);
+}
+
+/// Stores the bytes and tells the callbacks. A bad scope is refused before the lock is taken.
 void _Register::storeValue(void *sender, const std::string &name, RegisterScope scope,
                            std::string bytes) {
     rootOf(scope);
     const Lock lock(*_mutex);
-    std::set<std::string> changed;
-    const bool report = !_changedProperties.empty() || hasCallbackFor(name);
-    if (report)
-        changed.insert(name);
     const char tag = bytes.front();
-    if (!replaceValue(name, scope, bytes))
-        throw Exception(tag == static_cast<char>(StringType)
-                            ? _nameToPath(name, scope) + " no such property"
-                            : name + " no such property.");
-    if (report) {
-        _changedProperties.merge(changed);
-        notify(sender);
-    }
+    change(sender, name, [&] {
+        if (!replaceValue(name, scope, bytes))
+            throw Exception(tag == static_cast<char>(StringType)
+                                ? _nameToPath(name, scope) + " no such property"
+                                : name + " no such property.");
+    });
 }
 
 void _Register::_writeString(void *sender, const std::string &name, const std::string &value,
@@ -87,6 +150,33 @@ void _Register::_writeInteger(void *sender, const std::string &name, const int &
 void _Register::_writeBoolean(void *sender, const std::string &name, const bool &value,
                               RegisterScope scope) {
     storeValue(sender, name, scope, encode(value));
+}
+
+void _Register::_writeStrings(void *sender, const std::string &name,
+                              const std::vector<std::string> &values, RegisterScope scope) {
+    storeValue(sender, name, scope, encode(values));
+}
+
+void _Register::_writeNumbers(void *sender, const std::string &name,
+                              const std::vector<double> &values, RegisterScope scope) {
+    storeValue(sender, name, scope, encode(values));
+}
+
+void _Register::_writeIntegers(void *sender, const std::string &name,
+                               const std::vector<int> &values, RegisterScope scope) {
+    storeValue(sender, name, scope, encode(values));
+}
+
+void _Register::_writeBooleans(void *sender, const std::string &name,
+                               const std::vector<bool> &values, RegisterScope scope) {
+    storeValue(sender, name, scope, encode(values));
+}
+
+void _Register::resetProperty(void *sender, const std::string &name, RegisterScope scope) {
+    const Lock lock(*_mutex);
+    tree::Directory *directory = scopeRoot(scope);
+    if (directory && tree::findFile(*directory, name))
+        change(sender, name, [&] { tree::remove(*directory, name); });
 }
 
 } // namespace utils::properties

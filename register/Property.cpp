@@ -1,0 +1,98 @@
+#include "register/Property.h"
+
+#include "filesystem/Utf8.h"
+
+namespace utils::properties {
+
+namespace {
+
+std::string toUtf8(const std::string &name, const QString &text) {
+    if (!text.isValidUtf16())
+        throw Exception("The text for " + name + " is not valid UTF-16.");
+    return text.toStdString();
+}
+
+} // namespace
+
+/// The function is shared with the call under way, which may end the subscription.
+class Subscription::Receiver : public _Register::Callback {
+public:
+    Receiver(Function function, void *sender)
+        : _function(std::make_shared<const Function>(std::move(function))),
+          _owner(sender ? sender : this) {}
+    void propertyChanged(const std::string &name) override {
+        const auto function = _function;
+        (*function)(name);
+    }
+    void *owner() override { return _owner; }
+
+private:
+    std::shared_ptr<const Function> _function;
+    void *_owner;
+};
+
+Subscription::Subscription() = default;
+
+Subscription::Subscription(const std::string &key, Function function, void *sender)
+    : _receiver(std::make_unique<Receiver>(std::move(function), sender)) {
+    _Register::getInstance().addCallback(key, _receiver.get());
+}
+
+Subscription::Subscription(Subscription &&other) noexcept = default;
+
+Subscription &Subscription::operator=(Subscription &&other) noexcept {
+    Subscription moved(std::move(other));
+    std::swap(_receiver, moved._receiver);
+    return *this;
+}
+
+Subscription::~Subscription() {
+    if (_receiver)
+        _Register::getInstance().removeCallback(_receiver.get());
+}
+
+PropertyHandle::PropertyHandle(const std::string &name, filesystem::FileSystem::FileSystemMode mode,
+                               RegisterScope scope)
+    : _handle(&_Register::getInstance().openProperty(name, mode, scope)) {}
+
+PropertyHandle::PropertyHandle(PropertyHandle &&other) noexcept
+    : _handle(std::exchange(other._handle, nullptr)) {}
+
+PropertyHandle &PropertyHandle::operator=(PropertyHandle &&other) noexcept {
+    PropertyHandle moved(std::move(other));
+    std::swap(_handle, moved._handle);
+    return *this;
+}
+
+PropertyHandle::~PropertyHandle() {
+    if (_handle)
+        _Register::getInstance().closeProperty(*_handle);
+}
+
+QString Storage<QString>::load(const Stored &stored) {
+    return filesystem::toQString(stored);
+}
+
+void Storage<QString>::write(_Register &reg, void *sender, const std::string &name,
+                             const QString &value, RegisterScope scope) {
+    reg._writeString(sender, name, toUtf8(name, value), scope);
+}
+
+QStringList Storage<QStringList>::load(const Stored &stored) {
+    QStringList texts;
+    texts.reserve(static_cast<decltype(texts.size())>(stored.size()));
+    for (const std::string &text : stored)
+        texts.append(filesystem::toQString(text));
+    return texts;
+}
+
+void Storage<QStringList>::write(_Register &reg, void *sender, const std::string &name,
+                                 const QStringList &value, RegisterScope scope) {
+    std::vector<std::string> texts;
+    texts.reserve(static_cast<std::size_t>(value.size()));
+    for (const QString &text : value)
+        texts.push_back(toUtf8(name, text));
+    reg._writeStrings(sender, name, texts, scope);
+}
+
+} // namespace utils::properties
