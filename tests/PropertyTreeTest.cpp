@@ -82,6 +82,26 @@ TEST(PropertyTree, deletionKeepsToItsScopeAndLeavesTheRoots) {
     EXPECT_TRUE(reg.propertyExists("g/p", UserScope));
 }
 
+TEST(PropertyTree, aGroupListsItsOwnMembers) {
+    _Register &reg = startedRegister();
+    const auto listed = [&reg](const std::string &name, RegisterScope scope) {
+        std::string all;
+        for (const filesystem::DirEntry &entry : reg.propertyList(name, scope))
+            all += entry.name.toStdString() + (entry.isDirectory ? "/ " : " ");
+        return all;
+    };
+    EXPECT_EQ(listed("", UserScope), "");
+    EXPECT_EQ(listed("", TempScope), "GlobalDataPath UserDataPath ");
+    for (const char *name : {"fonts/size", "fonts/colors/red", "fonts/...", "fonts/.x", "top"})
+        reg.addProperty(name, UserScope);
+    reg.addProperty("fonts/other", GlobalScope);
+    reg.addGroup("fonts/empty", UserScope);
+    EXPECT_EQ(listed("fonts", UserScope), "... .x colors/ empty/ size ");
+    EXPECT_EQ(listed("/fonts/", GlobalScope), "other ");
+    EXPECT_EQ(listed("fonts/empty", UserScope), "");
+    EXPECT_EQ(listed("", UserScope), "fonts/ top ");
+}
+
 TEST(PropertyTree, hostileNamesLeaveNoTrace) {
     _Register &reg = startedRegister();
     std::string deep;

@@ -77,6 +77,23 @@ inline _Register &startedRegister() {
     return _Register::getInstance();
 }
 
+/// The bytes of a property, past the typed operations.
+inline std::string rawBytes(_Register &reg, const std::string &path) {
+    filesystem::FileHandle *handle = nullptr;
+    if (!reg.open(QString::fromStdString(path), &handle, _Register::ReadMode))
+        return "(none)";
+    std::string bytes(handle->bytes());
+    reg.close(handle);
+    return bytes;
+}
+
+inline void setRawBytes(_Register &reg, const std::string &path, const std::string &bytes) {
+    filesystem::FileHandle *handle = nullptr;
+    ASSERT_TRUE(reg.open(QString::fromStdString(path), &handle, _Register::WriteMode));
+    reg.write(handle, bytes.data(), static_cast<long>(bytes.size()));
+    reg.close(handle);
+}
+
 /// Whether another thread could use the register now.
 inline bool lockIsFree() {
     return std::async(std::launch::async,

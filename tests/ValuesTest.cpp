@@ -10,22 +10,6 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string rawBytes(_Register &reg, const std::string &path) {
-    filesystem::FileHandle *handle = nullptr;
-    if (!reg.open(QString::fromStdString(path), &handle, _Register::ReadMode))
-        return "(none)";
-    std::string bytes(handle->bytes());
-    reg.close(handle);
-    return bytes;
-}
-
-void setRawBytes(_Register &reg, const std::string &path, const std::string &bytes) {
-    filesystem::FileHandle *handle = nullptr;
-    ASSERT_TRUE(reg.open(QString::fromStdString(path), &handle, _Register::WriteMode));
-    reg.write(handle, bytes.data(), static_cast<long>(bytes.size()));
-    reg.close(handle);
-}
-
 std::string readString(const _Register &reg, const std::string &name) {
     std::string value = "untouched";
     reg._readString(name, value);
@@ -133,6 +117,11 @@ TEST(Failures, everyOneHasItsTypeAndTextAndReleasesTheLock) {
     double n = 0;
     int i = 0;
     bool b = false;
+    std::vector<std::string> strings;
+    std::vector<double> numbers;
+    std::vector<int> integers;
+    std::vector<bool> booleans;
+    reg._writeNumbers(nullptr, "list", {1}, UserScope);
     const struct {
         std::function<void()> call;
         std::string thrown;
@@ -148,7 +137,43 @@ TEST(Failures, everyOneHasItsTypeAndTextAndReleasesTheLock) {
         {[&] { reg._writeNumber(nullptr, "a", 1, bad); }, "Bad scope value."},
         {[&] { reg._writeInteger(nullptr, "a", 1, bad); }, "Bad scope value."},
         {[&] { reg._writeBoolean(nullptr, "a", true, negative); }, "Bad scope value."},
+        {[&] { reg._writeStrings(nullptr, "a", {}, bad); }, "Bad scope value."},
+        {[&] { reg._writeNumbers(nullptr, "a", {}, bad); }, "Bad scope value."},
+        {[&] { reg._writeIntegers(nullptr, "a", {}, bad); }, "Bad scope value."},
+        {[&] { reg._writeBooleans(nullptr, "a", {}, bad); }, "Bad scope value."},
+        {[&] { reg.propertyList("", bad); }, "Bad scope value."},
+        {[&] { reg.openProperty("a", _Register::WriteMode, bad); }, "Bad scope value."},
+        {[&] { reg.resetProperty(nullptr, "a", bad); }, "Bad scope value."},
+        {[&] { reg.findValue("a", i, bad); }, "Bad scope value."},
         {[&] { reg._readString("none", s); }, "PropertyNotFound"},
+        {[&] { reg._readStrings("none", strings); }, "PropertyNotFound"},
+        {[&] { reg._readNumbers("none", numbers); }, "PropertyNotFound"},
+        {[&] { reg._readIntegers("none", integers); }, "PropertyNotFound"},
+        {[&] { reg._readBooleans("none", booleans); }, "PropertyNotFound"},
+        {[&] { reg._readStrings("g", strings); }, "PropertyBadType"},
+        {[&] { reg._readNumbers("g", numbers); }, "PropertyBadType"},
+        {[&] { reg._readIntegers("g", integers); }, "PropertyBadType"},
+        {[&] { reg._readBooleans("g", booleans); }, "PropertyBadType"},
+        {[&] { reg._readIntegers("p", integers); }, "PropertyBadType"},
+        {[&] { reg._readIntegers("list", integers); }, "PropertyBadType"},
+        {[&] { reg._readNumber("list", n); }, "PropertyBadType"},
+        {[&] { reg._writeStrings(nullptr, "g", {}, UserScope); }, "g no such property."},
+        {[&] { reg._writeNumbers(nullptr, "g", {}, UserScope); }, "g no such property."},
+        {[&] { reg._writeIntegers(nullptr, "p/q", {}, UserScope); }, "p/q no such property."},
+        {[&] { reg._writeBooleans(nullptr, "..", {}, UserScope); }, ".. no such property."},
+        {[&] { reg.propertyList("p", UserScope); }, "p does not exist or is not a group."},
+        {[&] { reg.propertyList("g", TempScope); }, "g does not exist or is not a group."},
+        {[&] { reg.openProperty("x/y", _Register::WriteMode, bad); }, "Group x does not exist !"},
+        {[&] { reg.openProperty("p/y", _Register::ReadMode, UserScope); },
+         "Group p does not exist !"},
+        {[&] { reg.openProperty("g/y", _Register::ReadMode, UserScope); },
+         "Cannot open property named g/y !"},
+        {[&] { reg.openProperty("g/y", _Register::WriteMode, TempScope); },
+         "Cannot open property named g/y !"},
+        {[&] { reg.openProperty("g", _Register::WriteMode, UserScope); },
+         "Cannot open property named g !"},
+        {[&] { reg.openProperty("p", _Register::FileSystemMode(2), UserScope); },
+         "Cannot open property named p !"},
         {[&] { reg._readNumber("none", n); }, "PropertyNotFound"},
         {[&] { reg._readInteger("none", i); }, "PropertyNotFound"},
         {[&] { reg._readBoolean("none", b); }, "PropertyNotFound"},

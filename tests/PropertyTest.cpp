@@ -1,0 +1,181 @@
+// The layer that most applications use: declared properties, subscriptions, scoped handles.
+#include "register/Property.h"
+#include "tests/Support.h"
+
+#include <stdexcept>
+#include <thread>
+
+using namespace testing_support;
+using namespace utils::properties;
+
+namespace {
+
+using Told = std::vector<std::string>;
+
+/// Writes two values through a property of this type and follows them through the scopes.
+template <class Value>
+void checkType(Value first, Value second, Value fallback) {
+    _Register &reg = startedRegister();
+    const Property<Value> user("p", fallback), global("p", fallback, GlobalScope),
+        temp("p", fallback, TempScope);
+    EXPECT_EQ(user.value(), fallback);
+    EXPECT_FALSE(user.isSet() || user.origin());
+    temp.set(first);
+    EXPECT_EQ(user.value(), first);
+    EXPECT_EQ(user.origin(), TempScope);
+    global.set(second);
+    EXPECT_EQ(user.value(), second);
+    EXPECT_FALSE(user.isSet());
+    user.set(first);
+    EXPECT_EQ(temp.value(), first);
+    EXPECT_EQ(temp.origin(), UserScope);
+    user.reset();
+    EXPECT_EQ(user.value(), second);
+    reg.addProperty("p", UserScope);
+    EXPECT_EQ(user.value(), second) << "a property without a value counts as missing";
+    EXPECT_FALSE(user.isSet());
+    global.reset();
+    temp.reset();
+    EXPECT_EQ(user.value(), fallback);
+}
+
+TEST(Property, everyTypeGoesThroughTheScopes) {
+    checkType<int>(1, -2, 3);
+    checkType<double>(0.5, 1e300, 3);
+    checkType<bool>(true, false, true);
+    checkType<std::string>("one", std::string("\0\xFF", 2), "");
+    checkType<QString>("\uFEFFmark", QString(), "default");
+    checkType<std::vector<int>>({1, 2}, {}, {3});
+    checkType<std::vector<double>>({1}, {2, 3}, {});
+    checkType<std::vector<bool>>({true}, {false, true}, {});
+    checkType<std::vector<std::string>>({"a", ""}, {}, {"default"});
+    checkType<QStringList>({"a", "\u00e9"}, {}, {"default"});
+}
+
+TEST(Property, anotherTypeCountsAsMissingAndAFailingWriteIsNotSwallowed) {
+    _Register &reg = startedRegister();
+    const Property<int> width("ui/width", 800);
+    reg._writeInteger(nullptr, "ui/width", 640, GlobalScope);
+    reg._writeString(nullptr, "ui/width", "wide", UserScope);
+    EXPECT_EQ(width.value(), 640);
+    EXPECT_EQ(width.origin(), GlobalScope);
+    width.reset();
+    EXPECT_FALSE(reg.propertyExists("ui/width", UserScope)) << "whatever its type";
+
+    const Property<int> group("ui");
+    reg._writeInteger(nullptr, "ui/width", 1, UserScope);
+    EXPECT_EQ(thrownBy([&] { group.set(1); }), "ui no such property.");
+    group.reset();
+    EXPECT_TRUE(reg.propertyExists("ui/width", UserScope)) << "a group is not reset";
+    const Property<QString> text("text");
+    EXPECT_EQ(thrownBy([&] { text.set(QString(QChar(0xD800))); }),
+              "The text for text is not valid UTF-16.");
+    EXPECT_FALSE(text.isSet());
+}
+
+TEST(Property, setAndResetAreToldExceptToTheirSender) {
+    startedRegister();
+    const Property<int> width("ui/width");
+    Told told;
+    int me = 0;
+    const Subscription everything("ui", [&](auto &name) { told.push_back("all:" + name); });
+    const Subscription others(
+        "ui/width", [&](auto &name) { told.push_back("others:" + name); }, &me);
+    width.set(1, &me);
+    width.set(1);
+    width.reset(&me);
+    width.reset(&me); // nothing there any more
+    EXPECT_EQ(told, (Told{"all:ui/width", "others:ui/width", "all:ui/width", "all:ui/width"}));
+}
+
+TEST(Subscription, endsWithItsObjectAndMoves) {
+    _Register &reg = startedRegister();
+    Told told;
+    const auto subscribe = [&](const std::string &label) {
+        return Subscription("k", [&told, label](auto &) { told.push_back(label); });
+    };
+    Subscription empty, first = subscribe("first"), second = subscribe("second");
+    Subscription moved = std::move(first);
+    second = subscribe("third");
+    moved = std::move(moved);
+    reg.markAsChanged(nullptr, "k");
+    EXPECT_EQ(told, (Told{"first", "third"}));
+    told.clear();
+    moved = Subscription();
+    std::swap(empty, second);
+    reg.markAsChanged(nullptr, "k");
+    EXPECT_EQ(told, (Told{"third"}));
+}
+
+TEST(Subscription, mayEndOrBeginInsideItsOwnCall) {
+    _Register &reg = startedRegister();
+    Told told;
+    std::vector<Subscription> begun;
+    Subscription own, other("k", [&](auto &) { told.push_back("other"); });
+    own = Subscription("k", [&, label = std::string("a label that lies on the heap")](auto &) {
+        begun.emplace_back("k", [&](auto &) { told.push_back("begun"); });
+        other = Subscription();
+        own = Subscription();
+        told.push_back(label); // what the function holds is still there
+    });
+    reg.markAsChanged(nullptr, "k");
+    reg.markAsChanged(nullptr, "k");
+    EXPECT_EQ(told, (Told{"other", "a label that lies on the heap", "begun"}));
+    begun.emplace_back("k", [](auto &) { throw std::runtime_error("on purpose"); });
+    EXPECT_EQ(thrownBy([] { Property<int>("k").set(1); }), "std: on purpose");
+    EXPECT_EQ(Property<int>("k").value(), 1);
+}
+
+TEST(Threads, aSubscriptionThatHasEndedIsNotRunning) {
+    startedRegister();
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        const Property<int> property("t/n", 0, TempScope);
+        for (int i = 0; !stop; ++i)
+            property.set(i);
+    });
+    for (int round = 0; round < 300; ++round) {
+        auto heard = std::make_unique<int>(0);
+        Subscription subscription("t", [&heard](auto &) { ++*heard; });
+        std::this_thread::yield();
+        subscription = Subscription();
+        heard.reset();
+    }
+    stop = true;
+    writer.join();
+}
+
+TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
+    _Register &reg = startedRegister();
+    reg._writeInteger(nullptr, "g/p", 258, UserScope);
+    Told told;
+    const Subscription subscription("", [&](auto &name) { told.push_back(name); });
+    filesystem::FileHandle &reader = reg.openProperty("g/p", _Register::ReadMode, UserScope);
+    {
+        PropertyHandle writer("g/p", _Register::WriteMode, UserScope);
+        PropertyHandle fresh("g/q", _Register::WriteMode, UserScope);
+        EXPECT_TRUE(reg.propertyExists("g/q", UserScope)) << "it is there from the opening on";
+        reg.writeByte(writer.get(), 'B');
+        PropertyHandle moved(std::move(writer));
+        reg.writeByte(moved.get(), 1);
+        fresh = std::move(moved);
+        EXPECT_EQ(reg.readPropertyType("g/p", nullptr), IntegerType) << "still open";
+    }
+    EXPECT_EQ(reg.readPropertyType("g/p", nullptr), BooleanType);
+    reg.delProperty("g", UserScope);
+    EXPECT_EQ(reg.readByte(&reader), 'I') << "a snapshot of before";
+    EXPECT_EQ(reg.readInt(&reader), 258);
+    reg.closeProperty(reader);
+    EXPECT_EQ(told, Told());
+
+    reg._writeInteger(nullptr, "p", 1, UserScope);
+    filesystem::FileHandle &late = reg.openProperty("p", _Register::WriteMode, UserScope);
+    reg.writeByte(&late, 'x');
+    reg._writeInteger(nullptr, "p", 2, UserScope);
+    reg.delProperty("p", UserScope);
+    reg._writeInteger(nullptr, "p", 3, UserScope);
+    reg.closeProperty(late);
+    EXPECT_EQ(Property<int>("p").value(), 3) << "another property than the one opened";
+}
+
+} // namespace
