@@ -1,8 +1,9 @@
 // Reads and writes among 10,000 properties, three levels deep, through the shared library.
-#include <register/Register.h>
+#include <register/Property.h>
 
 #include <benchmark/benchmark.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,44 @@ void readInteger(benchmark::State &state) {
 }
 BENCHMARK(readInteger);
 
+/// The same through declared properties, to be compared with `readInteger`.
+void propertyValue(benchmark::State &state) {
+    std::vector<Property<int>> properties;
+    for (const std::string &name : names())
+        properties.emplace_back(name);
+    std::size_t at = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(properties[at = next(at)].value());
+}
+BENCHMARK(propertyValue);
+
+/// One property again and again, so that only the layers differ.
+void readIntegerOfOne(benchmark::State &state) {
+    const _Register &reg = _Register::getInstance();
+    const std::string &name = names()[1234];
+    int value = 0;
+    for (auto _ : state) {
+        reg._readInteger(name, value);
+        benchmark::DoNotOptimize(value);
+    }
+}
+BENCHMARK(readIntegerOfOne);
+
+void propertyValueOfOne(benchmark::State &state) {
+    const Property<int> property(names()[1234]);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(property.value());
+}
+BENCHMARK(propertyValueOfOne);
+
+void propertyDefault(benchmark::State &state) {
+    names();
+    const Property<int> property("application/group5/none", 7);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(property.value());
+}
+BENCHMARK(propertyDefault);
+
 void readMissing(benchmark::State &state) {
     const _Register &reg = _Register::getInstance();
     names();
@@ -81,6 +120,55 @@ void readString(benchmark::State &state) {
     }
 }
 BENCHMARK(readString)->Arg(8)->Arg(1000);
+
+constexpr std::size_t listLength = 1000000;
+constexpr auto listBytes = static_cast<std::int64_t>(listLength * sizeof(int));
+
+void readIntegers(benchmark::State &state) {
+    _Register &reg = _Register::getInstance();
+    reg._writeIntegers(nullptr, "list", std::vector<int>(listLength, 5), TempScope);
+    std::vector<int> values;
+    for (auto _ : state) {
+        reg._readIntegers("list", values);
+        benchmark::DoNotOptimize(values.data());
+    }
+    state.SetBytesProcessed(state.iterations() * listBytes);
+}
+BENCHMARK(readIntegers);
+
+void writeIntegers(benchmark::State &state) {
+    _Register &reg = _Register::getInstance();
+    const std::vector<int> values(listLength, 5);
+    for (auto _ : state)
+        reg._writeIntegers(nullptr, "list", values, TempScope);
+    state.SetBytesProcessed(state.iterations() * listBytes);
+}
+BENCHMARK(writeIntegers);
+
+/// The measure of the two above: the same bytes between two buffers, or into a new one each time.
+void memcpyOfIntegers(benchmark::State &state) {
+    const std::vector<char> from(listBytes, 5);
+    std::string to;
+    for (auto _ : state) {
+        if (state.range(0))
+            to = std::string();
+        to.assign(from.data(), from.size());
+        benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * listBytes);
+}
+BENCHMARK(memcpyOfIntegers)->Arg(0)->Arg(1)->ArgName("allocate");
+
+void readBooleans(benchmark::State &state) {
+    _Register &reg = _Register::getInstance();
+    reg._writeBooleans(nullptr, "list", std::vector<bool>(listLength, true), TempScope);
+    std::vector<bool> values;
+    for (auto _ : state)
+        reg._readBooleans("list", values);
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(listLength));
+}
+BENCHMARK(readBooleans);
 
 } // namespace
 

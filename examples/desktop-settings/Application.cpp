@@ -1,115 +1,113 @@
 #include "Application.h"
 
+#include <register/Property.h>
+
 #include <iomanip>
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 using namespace utils::properties;
 
 namespace {
 
 const std::string desktop = "org/gnome/desktop/interface";
-const std::string scaling = desktop + "/text-scaling-factor";
-const std::string theme = desktop + "/gtk-theme";
-const std::string cursor = desktop + "/cursor-size";
 const std::string animations = desktop + "/enable-animations";
-const std::string openWindows = desktop + "/open-windows";
+const std::string closeKeys = "org/gnome/desktop/wm/keybindings/close";
 
-/// The value of a property of any type, as text for people.
-std::string show(_Register &reg, const std::string &name) {
+const Property<std::string> theme(desktop + "/gtk-theme");
+const Property<double> scaling(desktop + "/text-scaling-factor", 1);
+const Property<int> cursor(desktop + "/cursor-size", 24);
+const Property<std::vector<std::string>> openWindows(desktop + "/open-windows", {}, TempScope);
+
+std::string show(const std::string &value) {
+    return '"' + value + '"';
+}
+std::string show(bool value) {
+    return value ? "yes" : "no";
+}
+template <class Value>
+std::string show(const Value &value) {
     std::ostringstream text;
-    try {
-        switch (reg.readPropertyType(name, nullptr)) {
-        case StringType: {
-            std::string value;
-            reg._readString(name, value);
-            text << '"' << value << '"';
-            break;
-        }
-        case NumberType: {
-            double value = 0;
-            reg._readNumber(name, value);
-            text << value;
-            break;
-        }
-        case IntegerType: {
-            int value = 0;
-            reg._readInteger(name, value);
-            text << value;
-            break;
-        }
-        case BooleanType: {
-            bool value = false;
-            reg._readBoolean(name, value);
-            text << (value ? "yes" : "no");
-            break;
-        }
-        case ListType:
-            text << "a list";
-            break;
-        }
-        const std::string path = reg._locateProperty(name);
-        text << "  (" << path.substr(1, path.find('/', 1) - 1) << ")";
-    } catch (const PropertyNotFound &) {
-        text << "nowhere to be found";
-    }
+    text << value;
     return text.str();
 }
-
-void showAll(_Register &reg) {
-    for (const std::string &name : {theme, scaling, cursor, animations, openWindows})
-        std::cout << "    " << std::left << std::setw(20) << name.substr(desktop.size() + 1)
-                  << show(reg, name) << "\n";
+template <class Element>
+std::string show(const std::vector<Element> &values) {
+    std::string text;
+    for (const Element &value : values)
+        text += (text.empty() ? "" : ", ") + show(value);
+    return "[" + text + "]";
 }
 
-/// A part of the application that follows its settings.
-class Panel : public _Register::Callback {
+/// Whether the name holds a value of this type; `text` then shows it and where it comes from.
+template <class Value>
+bool isShown(const std::string &name, std::string &text) {
+    constexpr const char *scopes[] = {"global", "user", "temp"};
+    const Property<Value> property(name);
+    if (!property.origin())
+        return false;
+    text = show(property.value()) + "  (" + scopes[*property.origin()] + ")";
+    return true;
+}
+
+/// The value of a property of any type, as text for people.
+std::string showProperty(const std::string &name) {
+    std::string text = "nowhere to be found";
+    isShown<std::string>(name, text) || isShown<double>(name, text) || isShown<int>(name, text) ||
+        isShown<bool>(name, text) || isShown<std::vector<std::string>>(name, text);
+    return text;
+}
+
+void showAll() {
+    for (const std::string &name :
+         {theme.name(), scaling.name(), cursor.name(), animations, closeKeys, openWindows.name()})
+        std::cout << "    " << std::left << std::setw(20) << name.substr(name.rfind('/') + 1)
+                  << showProperty(name) << "\n";
+}
+
+/// A part of the application that follows the desktop's settings, except for its own changes.
+class Panel {
 public:
-    Panel(_Register &reg, std::string name) : _reg(reg), _name(std::move(name)) {}
-    void propertyChanged(const std::string &name) override {
-        std::cout << "    the " << _name << " hears: " << name.substr(desktop.size() + 1)
-                  << " is now " << show(_reg, name) << "\n";
-    }
-    void *owner() override { return this; }
+    explicit Panel(std::string name) : _name(std::move(name)) {}
 
 private:
-    _Register &_reg;
+    void hear(const std::string &property) const {
+        std::cout << "    the " << _name << " hears: " << property.substr(property.rfind('/') + 1)
+                  << " is now " << showProperty(property) << "\n";
+    }
+
     std::string _name;
+    Subscription _changes{desktop, [this](const std::string &name) { hear(name); }, this};
 };
 
 } // namespace
 
-void firstRun(_Register &reg) {
+void firstRun() {
     std::cout << "  A new user finds the installation's settings:\n";
-    showAll(reg);
+    showAll();
 
     std::cout << "  The window listens to all of the desktop's settings, the dialog too. The user\n"
                  "  works in the dialog, which need not be told of its own changes:\n";
-    Panel window(reg, "window"), dialog(reg, "dialog");
-    reg.addCallback(desktop, &window);
-    reg.addCallback(desktop, &dialog);
-    reg._writeString(&dialog, theme, "Solarized", UserScope);
-    reg._writeNumber(&dialog, scaling, 1.25, UserScope);
-    reg._writeInteger(&dialog, cursor, 48, UserScope);
+    Panel window("window"), dialog("dialog");
+    theme.set("Solarized", &dialog);
+    scaling.set(1.25, &dialog);
+    cursor.set(48, &dialog);
 
     std::cout
         << "  The window remembers something for this session only, and the dialog hears it:\n";
-    reg._writeInteger(&window, openWindows, 3, TempScope);
-    reg.removeCallback(&window);
-    reg.removeCallback(&dialog);
+    openWindows.set({"Letter", "Budget"}, &window);
 
     std::cout << "  At the end of the session:\n";
-    showAll(reg);
+    showAll();
 }
 
-void secondRun(_Register &reg) {
+void secondRun() {
     std::cout << "  What the user chose is there again; what was for the session has gone:\n";
-    showAll(reg);
+    showAll();
     std::cout << "  The user resets the theme, and the installation's shows through:\n";
-    Panel window(reg, "window");
-    reg.addCallback(theme, &window);
-    reg.delProperty(theme, UserScope);
-    reg.markAsChanged(nullptr, theme);
-    reg.removeCallback(&window);
+    const Panel window("window");
+    theme.reset();
 }

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <register/Register.h>
-
 /// A user's first session: looks settings up, overrides some, and is told of the changes.
-void firstRun(utils::properties::_Register &reg);
+void firstRun();
 
 /// The session after it: what is still there, what is not, and how a default comes back.
-void secondRun(utils::properties::_Register &reg);
+void secondRun();

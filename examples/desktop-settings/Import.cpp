@@ -27,12 +27,26 @@ bool isA(const Variant &value, const GVariantType *type) {
     return g_variant_is_of_type(value.get(), type);
 }
 
+/// The elements of an array, each read by `get`.
+template <class Element, class Get>
+std::vector<Element> elements(const Variant &array, Get get) {
+    std::vector<Element> all;
+    const gsize count = g_variant_n_children(array.get());
+    for (gsize i = 0; i < count; ++i)
+        all.push_back(get(Variant(g_variant_get_child_value(array.get(), i)).get()));
+    return all;
+}
+
+std::string toString(GVariant *value) {
+    gsize length = 0;
+    const char *text = g_variant_get_string(value, &length);
+    return std::string(text, length);
+}
+
 /// Writes the value with its type; the name of that type, or nothing when the register has none.
 std::string store(_Register &reg, const std::string &name, const Variant &value) {
     if (isA(value, G_VARIANT_TYPE_STRING)) {
-        gsize length = 0;
-        const char *text = g_variant_get_string(value.get(), &length);
-        reg._writeString(nullptr, name, std::string(text, length), UserScope);
+        reg._writeString(nullptr, name, toString(value.get()), UserScope);
         return "strings";
     }
     if (isA(value, G_VARIANT_TYPE_BOOLEAN)) {
@@ -51,6 +65,18 @@ std::string store(_Register &reg, const std::string &name, const Variant &value)
         reg._writeInteger(nullptr, name, static_cast<int>(g_variant_get_uint32(value.get())),
                           UserScope);
         return "integers";
+    }
+    if (isA(value, G_VARIANT_TYPE_STRING_ARRAY)) {
+        reg._writeStrings(nullptr, name, elements<std::string>(value, toString), UserScope);
+        return "lists of strings";
+    }
+    if (isA(value, G_VARIANT_TYPE("ad"))) {
+        reg._writeNumbers(nullptr, name, elements<double>(value, g_variant_get_double), UserScope);
+        return "lists of numbers";
+    }
+    if (isA(value, G_VARIANT_TYPE("ai"))) {
+        reg._writeIntegers(nullptr, name, elements<int>(value, g_variant_get_int32), UserScope);
+        return "lists of integers";
     }
     return "";
 }
@@ -80,7 +106,7 @@ void importSettings(std::istream &settings, _Register &reg) {
     std::cout << "  Of " << lines << " settings, " << lines - static_cast<int>(refused.size())
               << " are now typed properties:\n";
     for (const auto &[type, count] : stored)
-        std::cout << "    " << count << " " << type << "\n";
+        std::cout << "    " << type << ": " << count << "\n";
     std::cout << "  " << refused.size() << " have a type that the register does not:\n";
     for (const std::string &line : refused)
         std::cout << "    " << line << "\n";

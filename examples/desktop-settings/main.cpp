@@ -30,9 +30,9 @@ int main(int count, char **values) {
         if ((command == "first-run" || command == "second-run") && arguments.size() == 3) {
             _Register::initialize(arguments[1], arguments[2]);
             if (command == "first-run")
-                firstRun(_Register::getInstance());
+                firstRun();
             else
-                secondRun(_Register::getInstance());
+                secondRun();
             return 0;
         }
     } catch (const utils::Exception &error) {
