@@ -1,11 +1,11 @@
 #include "register/Register.h"
 
 #include "filesystem/RealFileSystem.h"
-#include "filesystem/Tree.h"
 #include "filesystem/Utf8.h"
 #include "register/Lock.h"
 
 #include <memory>
+#include <new>
 
 namespace utils::properties {
 
@@ -79,13 +79,32 @@ void _Register::loadScope(const std::string &directory, RegisterScope scope) {
 
 void _Register::save() const {
     const Lock lock(*_mutex);
+    try {
+        _saveError = saveUserScope();
+    } catch (const std::bad_alloc &) {
+        _saveError = "out of memory"; // short enough to need none
+        throw;
+    } catch (const std::exception &error) {
+        _saveError = error.what();
+        throw;
+    }
+}
+
+/// Why it failed, or nothing.
+std::string _Register::saveUserScope() const {
     RealFileSystem disk(toQString(_UserRegisterPath));
     FileHandle *handle = nullptr;
     if (!disk.open(toQString(_BV_REGISTER_NAME), &handle, WriteMode))
-        return;
+        return disk.error();
     std::unique_ptr<FileHandle> owned(handle);
-    if (serialize(toQString(rootOf(UserScope)), *handle))
-        disk.close(owned.release());
+    if (!serialize(toQString(rootOf(UserScope)), *handle))
+        return "The user scope has been removed.";
+    return disk.close(owned.release()) ? std::string() : disk.error();
+}
+
+std::string _Register::saveError() const {
+    const Lock lock(*_mutex);
+    return _saveError;
 }
 
 bool _test_register_path(const std::string &dir, const std::string &fileName) {

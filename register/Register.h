@@ -56,18 +56,19 @@ public:
 /// code units, and with its scope at most 512 levels. Empty levels are skipped. Nothing can be
 /// created under any other name, and nothing is found there.
 ///
-/// Threads: every operation of this class itself may be called from any thread, at any time between
-/// `initialize` and the end of `main`; each is one step with respect to all others. They share one
-/// recursive lock, which also guards the callbacks. The file-system operations inherited from
-/// `RAMFileSystem` take no lock: hold `*_mutex` around them where other threads use the register.
+/// Threads: every operation of this class itself, but `initialize`, `load` and `_locateProperty`,
+/// may be called from any thread, at any time between `initialize` and the end of `main`; each is
+/// one step with respect to all others. They share one recursive lock, which also guards the
+/// callbacks. The file-system operations inherited from `RAMFileSystem` take no lock: hold
+/// `*_mutex` around them where other threads use the register.
 ///
 /// Callbacks run inside the write that they report, on its thread and under that lock. They may
 /// read, write, add and remove callbacks; they must not wait for another thread that uses the
 /// register.
 ///
-/// Errors: a call that throws has changed nothing, except where a callback threw; then the value is
-/// stored. Any call may throw `std::bad_alloc`. A scope other than the three is refused with
-/// `utils::Exception` "Bad scope value.".
+/// Errors: a call that throws has changed nothing, except `initialize` and `load`, and except where
+/// a callback threw; then the value is stored. Any call may throw `std::bad_alloc`. A scope other
+/// than the three is refused with `utils::Exception` "Bad scope value.".
 class REGISTER_EXPORT _Register : public filesystem::RAMFileSystem {
 public:
     /// Is told what changed. Implement it, or derive from it, and register it with `addCallback`.
@@ -97,13 +98,14 @@ public:
     /// Starts the register with its two data directories, in UTF-8: loads both register files,
     /// publishes the directories as the temp properties "UserDataPath" and "GlobalDataPath", and
     /// saves the user scope, which creates the user directory and file where they are missing. Call
-    /// it once, before other threads use the register; a second call changes the directories but
-    /// loads nothing.
+    /// it once, first, before other threads use the register. Give absolute paths: a relative one
+    /// follows the working directory. The register loads once: a second call, or a first one after
+    /// `getInstance`, changes the directories, loads nothing, and saves over the user file there.
     ///
     /// Throws `utils::Exception`: "User register not found"; "Can't open " and the file, for a file
-    /// that is there and cannot be read; and what is wrong with a file that is damaged or of a
-    /// newer version. The register does not exist then, the file is left as it is, and a later call
-    /// tries again.
+    /// that is there, or may be there in a directory that cannot be searched, and cannot be read;
+    /// and what is wrong with a file that is damaged or of a newer version. The register does not
+    /// exist then, the file is left as it is, and a later call tries again.
     static void initialize(const std::string &globalPath, const std::string &userPath);
 
     /// The register. The first call constructs it and loads its files; it throws what `initialize`
@@ -111,11 +113,15 @@ public:
     /// that still use the register wait for the process to end.
     static _Register &getInstance();
 
-    /// Reads the register files into the tree; the construction does this, nobody else need.
+    /// Reads the register files into the tree, over what the global and the user scope hold;
+    /// changes that were not saved are gone. The construction does this; nobody else need.
     void load();
     /// Writes the user scope to its file, as a whole: the file is the old one or the new one,
-    /// whatever happens. Says nothing when that fails.
+    /// whatever happens. Does not throw when the disk fails; `saveError` tells.
     void save() const;
+    /// Why the last save, also that of `initialize`, did not reach the disk: the file, what was
+    /// being done and what the system said. Empty after one that did.
+    std::string saveError() const;
 
     /// The path of a name in a scope: the scope's root and the name, unchanged.
     std::string _nameToPath(const std::string &name, RegisterScope scope) const;
@@ -255,10 +261,12 @@ private:
     static std::string_view rootOf(RegisterScope scope);
     filesystem::tree::Directory *scopeRoot(RegisterScope scope) const;
     void loadScope(const std::string &directory, RegisterScope scope);
+    std::string saveUserScope() const;
     const std::string *locateValue(const std::string &name) const;
-    template <class Value>
+    template <class WhenGroup, class Value>
     void readValue(const std::string &name, Value &value) const;
-    void storeValue(void *sender, const std::string &name, RegisterScope scope, std::string bytes);
+    template <class Value>
+    void writeValue(void *sender, const std::string &name, const Value &value, RegisterScope scope);
     bool replaceValue(const std::string &name, RegisterScope scope, std::string &bytes);
     template <class Change>
     void change(void *sender, const std::string &name, Change makeChange);
@@ -272,6 +280,7 @@ private:
     std::multimap<std::string, Callback *, std::less<>> _callbacks;
     int _walks = 0; ///< walks under way on this thread, one inside the other
     bool _haveRemoved = false;
+    mutable std::string _saveError;
 };
 
 /// True when a register file can be kept in the directory: the file, or the directory part of its

@@ -4,53 +4,52 @@
 
 #include "filesystem/Tree.h"
 
+#include <type_traits>
+
 namespace utils::properties {
 
 namespace tree = filesystem::tree;
 
-template <class Value>
+template <class WhenGroup, class Value>
 void _Register::readValue(const std::string &name, Value &value) const {
     const Lock lock(*_mutex);
     const std::string *bytes = locateValue(name);
-    if (!bytes || !decode(*bytes, value))
-        throw PropertyBadType();
-}
-
-void _Register::_readString(const std::string &name, std::string &value) const {
-    const Lock lock(*_mutex);
-    const std::string *bytes = locateValue(name);
     if (!bytes)
-        throw PropertyNotFound();
+        throw WhenGroup();
     if (!decode(*bytes, value))
         throw PropertyBadType();
 }
 
+void _Register::_readString(const std::string &name, std::string &value) const {
+    readValue<PropertyNotFound>(name, value);
+}
+
 void _Register::_readNumber(const std::string &name, double &value) const {
-    readValue(name, value);
+    readValue<PropertyBadType>(name, value);
 }
 
 void _Register::_readInteger(const std::string &name, int &value) const {
-    readValue(name, value);
+    readValue<PropertyBadType>(name, value);
 }
 
 void _Register::_readBoolean(const std::string &name, bool &value) const {
-    readValue(name, value);
+    readValue<PropertyBadType>(name, value);
 }
 
 void _Register::_readStrings(const std::string &name, std::vector<std::string> &values) const {
-    readValue(name, values);
+    readValue<PropertyBadType>(name, values);
 }
 
 void _Register::_readNumbers(const std::string &name, std::vector<double> &values) const {
-    readValue(name, values);
+    readValue<PropertyBadType>(name, values);
 }
 
 void _Register::_readIntegers(const std::string &name, std::vector<int> &values) const {
-    readValue(name, values);
+    readValue<PropertyBadType>(name, values);
 }
 
 void _Register::_readBooleans(const std::string &name, std::vector<bool> &values) const {
-    readValue(name, values);
+    readValue<PropertyBadType>(name, values);
 }
 
 Type _Register::readPropertyType(const std::string &name, Type *elementType) const {
@@ -118,58 +117,61 @@ void _Register::change(void *sender, const std::string &name, Change makeChange)
     notify(sender);
 }
 
-/// Stores the bytes and tells the callbacks. A bad scope is refused before the lock is taken.
-void _Register::storeValue(void *sender, const std::string &name, RegisterScope scope,
-                           std::string bytes) {
+/// Stores the value and tells the callbacks. A bad scope is refused before all else.
+template <class Value>
+void _Register::writeValue(void *sender, const std::string &name, const Value &value,
+                           RegisterScope scope) {
     rootOf(scope);
+    std::string bytes = encode(value);
     const Lock lock(*_mutex);
-    const char tag = bytes.front();
     change(sender, name, [&] {
-        if (!replaceValue(name, scope, bytes))
-            throw Exception(tag == static_cast<char>(StringType)
-                                ? _nameToPath(name, scope) + " no such property"
-                                : name + " no such property.");
+        if (replaceValue(name, scope, bytes))
+            return;
+        if constexpr (std::is_same_v<Value, std::string>)
+            throw Exception(_nameToPath(name, scope) + " no such property");
+        else
+            throw Exception(name + " no such property.");
     });
 }
 
 void _Register::_writeString(void *sender, const std::string &name, const std::string &value,
                              RegisterScope scope) {
-    storeValue(sender, name, scope, encode(value));
+    writeValue(sender, name, value, scope);
 }
 
 void _Register::_writeNumber(void *sender, const std::string &name, const double &value,
                              RegisterScope scope) {
-    storeValue(sender, name, scope, encode(value));
+    writeValue(sender, name, value, scope);
 }
 
 void _Register::_writeInteger(void *sender, const std::string &name, const int &value,
                               RegisterScope scope) {
-    storeValue(sender, name, scope, encode(value));
+    writeValue(sender, name, value, scope);
 }
 
 void _Register::_writeBoolean(void *sender, const std::string &name, const bool &value,
                               RegisterScope scope) {
-    storeValue(sender, name, scope, encode(value));
+    writeValue(sender, name, value, scope);
 }
 
 void _Register::_writeStrings(void *sender, const std::string &name,
                               const std::vector<std::string> &values, RegisterScope scope) {
-    storeValue(sender, name, scope, encode(values));
+    writeValue(sender, name, values, scope);
 }
 
 void _Register::_writeNumbers(void *sender, const std::string &name,
                               const std::vector<double> &values, RegisterScope scope) {
-    storeValue(sender, name, scope, encode(values));
+    writeValue(sender, name, values, scope);
 }
 
 void _Register::_writeIntegers(void *sender, const std::string &name,
                                const std::vector<int> &values, RegisterScope scope) {
-    storeValue(sender, name, scope, encode(values));
+    writeValue(sender, name, values, scope);
 }
 
 void _Register::_writeBooleans(void *sender, const std::string &name,
                                const std::vector<bool> &values, RegisterScope scope) {
-    storeValue(sender, name, scope, encode(values));
+    writeValue(sender, name, values, scope);
 }
 
 void _Register::resetProperty(void *sender, const std::string &name, RegisterScope scope) {
