@@ -1,10 +1,13 @@
 #include "filesystem/AtomicFile.h"
 
+#include "filesystem/ListDirectory.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -23,17 +26,18 @@ std::string temporaryPrefix(const std::string &path) {
     return "." + std::filesystem::path(path).filename().string() + ".saving-";
 }
 
-/// True when the file has no other user: a killed writer's lock has gone with it.
-bool isAbandoned(int file) {
-    return ::flock(file, LOCK_EX | LOCK_NB) == 0;
-}
-
 template <class Call>
 auto retryInterrupted(Call call) {
     auto result = call();
     while (result == -1 && errno == EINTR)
         result = call();
     return result;
+}
+
+/// Takes the lock of a temporary file; false when another process has it. A killed writer's lock
+/// has gone with it.
+bool lock(int file) {
+    return retryInterrupted([&] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0;
 }
 
 } // namespace
@@ -96,20 +100,26 @@ bool AtomicFile::open() {
 }
 
 bool AtomicFile::createTemporary() {
-    for (;;) {
+    constexpr int attempts = 10;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
         std::string name = _directory + "/" + temporaryPrefix(_path) + randomPart;
         _file = ::mkostemp(name.data(), O_CLOEXEC);
         if (_file == -1)
             return false;
         _temporary = std::move(name);
-        // Another process may have taken it for a leftover before it was locked.
+        // Before it was locked, another process may have taken it for a leftover. Where the file
+        // system has no locks, nobody takes anything for one.
         struct stat status = {};
-        if (::flock(_file, LOCK_EX) == -1 || ::fstat(_file, &status) == -1)
+        const bool taken = !lock(_file) && errno == EWOULDBLOCK;
+        if (::fstat(_file, &status) == -1)
             return false;
-        if (status.st_nlink > 0)
+        if (!taken && status.st_nlink > 0)
             return true;
         ::close(_file);
+        _file = -1;
     }
+    errno = EBUSY;
+    return false;
 }
 
 bool AtomicFile::takeOverAttributes() {
@@ -132,18 +142,17 @@ bool AtomicFile::takeOverAttributes() {
 void AtomicFile::removeLeftovers() const {
     const std::string prefix = temporaryPrefix(_path);
     const std::size_t length = prefix.size() + std::char_traits<char>::length(randomPart);
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(_directory, error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
+    std::vector<std::string> names;
+    listDirectory(_directory, names);
+    for (const std::string &name : names) {
         if (name.size() != length || name.compare(0, prefix.size(), prefix) != 0)
             continue;
-        const int file =
-            ::open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        const std::string path = _directory + "/" + name;
+        const int file = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (file == -1)
             continue;
-        if (isAbandoned(file))
-            ::unlink(entry->path().c_str());
+        if (lock(file))
+            ::unlink(path.c_str());
         ::close(file);
     }
 }

@@ -41,16 +41,20 @@ public:
     long read(void *buffer, long length);
 
     /// Writes at the position, over what is there and on behind it. Returns `length`, or -1 for a
-    /// handle for reading or a negative length. Throws `std::bad_alloc`, nothing written.
+    /// handle for reading or a negative length. Throws, nothing written, `std::bad_alloc` or
+    /// `std::length_error`.
     long write(const void *buffer, long length);
 
-    /// Makes the bytes written the file's content. Returns false when that failed, and the file
-    /// then is what it was. A handle for reading has nothing to do and returns true.
-    virtual bool commit();
-
 protected:
+    friend class FileSystem;
+
     /// A handle for writing, empty.
     explicit FileHandle(QString name);
+
+    /// Makes the bytes written the file's content, once, at the end. Returns false when that
+    /// failed, and the file then is what it was. A handle for reading has nothing to do and returns
+    /// true.
+    virtual bool commit();
 
     QString _name;
     std::string _bytes;

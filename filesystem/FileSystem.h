@@ -40,7 +40,8 @@ public:
 
     /// Opens a file and stores its handle, which is the caller's until `close`. False, and `handle`
     /// left as it was: in `ReadMode` when no file is there; in `WriteMode` when the path is a
-    /// directory or its parent is missing; in any other mode.
+    /// directory or its parent is missing; in any other mode. A new file is there from the opening
+    /// on in memory, and from `close` on, on disk.
     virtual bool open(const QString &path, FileHandle **handle, FileSystemMode mode) = 0;
     /// Ends and deletes the handle, of whichever file system. What was written through it is the
     /// file's content from here on; false when that failed and the file is as it was. A file that
@@ -105,6 +106,10 @@ public:
     /// the handle is for writing. Throws `utils::Exception`, saying what is wrong and where, for
     /// anything else that is not a whole and intact serialisation; the tree is as it was then.
     virtual bool unserialize(const QString &path, FileHandle &handle) = 0;
+
+protected:
+    /// For a `close` of its own: makes what was written the file's content; the handle stays.
+    static bool commit(FileHandle &handle) { return handle.commit(); }
 };
 
 /// The directory part of a path: everything before its last "/", and nothing when there is none.

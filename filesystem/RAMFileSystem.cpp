@@ -22,6 +22,7 @@ public:
     WriteHandle(const QString &path, std::weak_ptr<tree::File> file)
         : FileHandle(path), _file(std::move(file)) {}
 
+protected:
     bool commit() override {
         if (const auto file = _file.lock())
             file->bytes.swap(_bytes);

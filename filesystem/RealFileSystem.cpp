@@ -1,7 +1,9 @@
 #include "filesystem/RealFileSystem.h"
 
 #include "filesystem/AtomicFile.h"
+#include "filesystem/ListDirectory.h"
 #include "filesystem/RAMFileSystem.h"
+#include "filesystem/RegisterFormat.h"
 #include "filesystem/Utf8.h"
 
 #include <QStringList>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -22,7 +25,6 @@ namespace filesystem {
 namespace {
 
 constexpr mode_t privateDirectory = 0700;
-constexpr std::size_t maxFileSize = std::size_t{4} << 30;
 
 bool isSystemName(const QString &component) {
     return component != QLatin1String(".") && component != QLatin1String("..") &&
@@ -58,7 +60,7 @@ public:
         if (_descriptor == -1 || ::fstat(_descriptor, &status) == -1)
             return false;
         const auto expected = static_cast<std::size_t>(status.st_size);
-        if (!S_ISREG(status.st_mode) || expected > maxFileSize) {
+        if (!S_ISREG(status.st_mode) || expected > registerFormat::maxFileSize) {
             errno = S_ISREG(status.st_mode) ? EFBIG : S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
             return false;
         }
@@ -87,6 +89,8 @@ class WriteHandle : public FileHandle {
 public:
     WriteHandle(const QString &name, const std::string &path) : FileHandle(name), _file(path) {}
     AtomicFile &file() { return _file; }
+
+protected:
     bool commit() override { return _file.commit(bytes()); }
 
 private:
@@ -94,16 +98,17 @@ private:
 };
 
 /// Copies what is below a directory of one file system into a directory of another, which is empty.
-/// `isLink` tells the directories that are links, which would lead in circles.
-template <class IsLink>
+/// `mayEnter` tells whether a directory's listing is whole.
+template <class MayEnter>
 bool copyContent(FileSystem &from, const QString &source, FileSystem &to, const QString &target,
-                 const IsLink &isLink) {
+                 const MayEnter &mayEnter) {
+    if (!mayEnter(source))
+        return false;
     for (const DirEntry &entry : from.getFileList(source)) {
         const QString sourcePath = source + QLatin1Char('/') + entry.name;
         const QString targetPath = target + QLatin1Char('/') + entry.name;
         if (entry.isDirectory) {
-            if (isLink(sourcePath) || !to.mkdir(targetPath) ||
-                !copyContent(from, sourcePath, to, targetPath, isLink))
+            if (!to.mkdir(targetPath) || !copyContent(from, sourcePath, to, targetPath, mayEnter))
                 return false;
             continue;
         }
@@ -111,11 +116,12 @@ bool copyContent(FileSystem &from, const QString &source, FileSystem &to, const 
         if (!from.open(sourcePath, &reader, FileSystem::ReadMode))
             return false;
         const std::unique_ptr<FileHandle> owned(reader);
-        FileHandle *writer = nullptr;
-        if (!to.open(targetPath, &writer, FileSystem::WriteMode))
+        FileHandle *opened = nullptr;
+        if (!to.open(targetPath, &opened, FileSystem::WriteMode))
             return false;
-        to.write(writer, reader->bytes().data(), reader->size());
-        if (!to.close(writer))
+        std::unique_ptr<FileHandle> writer(opened);
+        to.write(opened, reader->bytes().data(), reader->size());
+        if (!to.close(writer.release()))
             return false;
     }
     return true;
@@ -139,13 +145,14 @@ std::string RealFileSystem::toSystemPath(const QString &path) const {
 }
 
 std::set<DirEntry> RealFileSystem::getFileList(const QString &path) const {
+    const std::string directory = toSystemPath(path);
+    std::vector<std::string> names;
+    listDirectory(directory, names);
     std::set<DirEntry> entries;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(toSystemPath(path), error), end;
-         !error && entry != end; entry.increment(error)) {
+    for (const std::string &name : names) {
         std::error_code unknown;
         entries.insert(
-            {toQString(entry->path().filename().string()), entry->is_directory(unknown)});
+            {toQString(name), std::filesystem::is_directory(directory + "/" + name, unknown)});
     }
     return entries;
 }
@@ -180,13 +187,18 @@ bool RealFileSystem::open(const QString &path, FileHandle **handle, FileSystemMo
     return mode == WriteMode && openForWriting(path, handle);
 }
 
+/// Keeps what failed, and why: the system's `errno`. Returns false.
+bool RealFileSystem::fail(std::string path, const char *stage) {
+    const std::string reason = std::generic_category().message(errno);
+    _error = std::move(path) + ": " + stage + ": " + reason;
+    return false;
+}
+
 bool RealFileSystem::openForReading(const QString &path, FileHandle **handle) {
     const std::string target = toSystemPath(path);
     std::string content;
-    if (!File(target).readAll(content)) {
-        _error = target + ": reading: " + std::generic_category().message(errno);
-        return false;
-    }
+    if (!File(target).readAll(content))
+        return fail(target, "reading");
     *handle = new FileHandle(QString::fromStdString(target), std::move(content));
     return true;
 }
@@ -199,11 +211,8 @@ bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
                                        ": no file can have this name";
         return false;
     }
-    if (!makePath(toSystemPath(QString()))) {
-        _error = _root.toStdString() +
-                 ": creating the directory: " + std::generic_category().message(errno);
-        return false;
-    }
+    if (!makePath(toSystemPath(QString())))
+        return fail(_root.toStdString(), "creating the directory");
     auto writer = std::make_unique<WriteHandle>(QString::fromStdString(target), target);
     if (!writer->file().open()) {
         _error = writer->file().error();
@@ -216,7 +225,7 @@ bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
 bool RealFileSystem::close(FileHandle *handle) {
     _error.clear();
     const std::unique_ptr<FileHandle> owned(handle);
-    if (owned && owned->commit())
+    if (handle && commit(*handle))
         return true;
     if (auto *writer = dynamic_cast<WriteHandle *>(handle))
         _error = writer->file().error();
@@ -256,19 +265,23 @@ bool RealFileSystem::unserialize(FileHandle &handle) {
 bool RealFileSystem::serialize(const QString &path, FileHandle &handle) const {
     RealFileSystem source(_root);
     RAMFileSystem memory;
-    const auto isLink = [this](const QString &directory) {
+    // Links to directories could lead in circles.
+    const auto isReadable = [&](const QString &directory) {
+        const std::string name = toSystemPath(directory);
         std::error_code error;
-        return std::filesystem::is_symlink(toSystemPath(directory), error);
+        std::vector<std::string> names;
+        return (directory == path || !std::filesystem::is_symlink(name, error)) &&
+               listDirectory(name, names);
     };
-    return isDirectory(path) && copyContent(source, path, memory, QString(), isLink) &&
+    return isDirectory(path) && copyContent(source, path, memory, QString(), isReadable) &&
            memory.serialize(handle);
 }
 
 bool RealFileSystem::unserialize(const QString &path, FileHandle &handle) {
     RAMFileSystem memory;
-    const auto noLinks = [](const QString &) { return false; };
+    const auto always = [](const QString &) { return true; };
     return isDirectory(path) && getFileList(path).empty() && memory.unserialize(handle) &&
-           copyContent(memory, QString(), *this, path, noLinks);
+           copyContent(memory, QString(), *this, path, always);
 }
 
 } // namespace filesystem

@@ -41,7 +41,7 @@ public:
     bool isDirectory(const QString &path) const override;
     bool isFile(const QString &path) const override;
 
-    // Files of more than 4 GiB and entries that are neither files nor directories: false.
+    // False for what cannot be read whole, and for links to directories.
     bool serialize(FileHandle &handle) const override;
     bool unserialize(FileHandle &handle) override;
     bool serialize(const QString &path, FileHandle &handle) const override;
@@ -56,6 +56,7 @@ public:
 private:
     bool openForReading(const QString &path, FileHandle **handle);
     bool openForWriting(const QString &path, FileHandle **handle);
+    bool fail(std::string path, const char *stage);
     std::string toSystemPath(const QString &path) const;
 
     QString _root;

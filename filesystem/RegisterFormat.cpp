@@ -6,8 +6,8 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <memory>
 
 namespace filesystem::registerFormat {
@@ -58,10 +58,9 @@ void appendEntry(std::string &out, const Node &node) {
         appendEntries(out, static_cast<const Directory &>(node));
     else
         out += static_cast<const File &>(node).bytes;
-    const std::size_t body = out.size() - lengthAt - bodyLengthWidth;
-    if (body > std::numeric_limits<std::uint32_t>::max())
-        throw utils::Exception(node.name + " is too large for a register file (4 GiB).");
-    put(&out[lengthAt], static_cast<std::uint32_t>(body));
+    if (out.size() > maxFileSize)
+        throw utils::Exception("The content is too large for a register file (4 GiB).");
+    put(&out[lengthAt], static_cast<std::uint32_t>(out.size() - lengthAt - bodyLengthWidth));
 }
 
 void appendEntries(std::string &out, const Directory &directory) {

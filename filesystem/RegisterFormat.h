@@ -2,14 +2,18 @@
 
 #include "filesystem/Tree.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 /// The bytes of a register file, version 1; docs/file-format.md describes them.
 namespace filesystem::registerFormat {
 
-/// The serialisation of what is below `directory`. Throws `utils::Exception` when a directory's
-/// content does not fit into 4 GiB.
+/// The largest file that is written, and so the largest that need be read.
+constexpr std::size_t maxFileSize = std::size_t{4} << 30;
+
+/// The serialisation of what is below `directory`. Throws `utils::Exception` when it would be
+/// larger than `maxFileSize`.
 std::string encode(const tree::Directory &directory);
 
 /// What `encode` wrote, as a directory without a name. No bytes at all give an empty directory.
