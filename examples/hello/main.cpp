@@ -1,11 +1,12 @@
 #include <register/Property.h>
 
+#include <QDir>
 #include <iostream>
 
 using namespace utils::properties;
 
 int main() {
-    _Register::initialize("/usr/share/hello", "hello-settings");
+    _Register::initialize("/usr/share/hello", QDir::homePath().toStdString() + "/.config/hello");
     const Property<int> width("ui/window/width", 800);
     const Subscription sub("ui",
                            [](const std::string &name) { std::cout << name << " changed\n"; });
