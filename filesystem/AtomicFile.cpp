@@ -1,5 +1,6 @@
 #include "filesystem/AtomicFile.h"
 
+#include "filesystem/Interrupted.h"
 #include "filesystem/ListDirectory.h"
 
 #include <cerrno>
@@ -24,14 +25,6 @@ constexpr const char *randomPart = "XXXXXX";
 /// would give to a copy, since leftovers of this form are removed.
 std::string temporaryPrefix(const std::string &path) {
     return "." + std::filesystem::path(path).filename().string() + ".saving-";
-}
-
-template <class Call>
-auto retryInterrupted(Call call) {
-    auto result = call();
-    while (result == -1 && errno == EINTR)
-        result = call();
-    return result;
 }
 
 /// Takes the lock of a temporary file; false when another process has it. A killed writer's lock
@@ -88,7 +81,8 @@ bool AtomicFile::followLinks() {
 bool AtomicFile::open() {
     if (!followLinks())
         return fail("following the symbolic link");
-    _directoryFile = ::open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    _directoryFile = retryInterrupted(
+        [&] { return ::open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
     if (_directoryFile == -1)
         return fail("opening its directory");
     removeLeftovers();
@@ -103,7 +97,7 @@ bool AtomicFile::createTemporary() {
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         std::string name = _directory + "/" + temporaryPrefix(_path) + randomPart;
-        _file = ::mkostemp(name.data(), O_CLOEXEC);
+        _file = retryInterrupted([&] { return ::mkostemp(name.data(), O_CLOEXEC); });
         if (_file == -1)
             return false;
         _temporary = std::move(name);

@@ -1,6 +1,7 @@
 #include "filesystem/RealFileSystem.h"
 
 #include "filesystem/AtomicFile.h"
+#include "filesystem/Interrupted.h"
 #include "filesystem/ListDirectory.h"
 #include "filesystem/RAMFileSystem.h"
 #include "filesystem/RegisterFormat.h"
@@ -45,7 +46,8 @@ bool makePath(const std::string &path) {
 class File {
 public:
     explicit File(const std::string &path)
-        : _descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+        : _descriptor(retryInterrupted(
+              [&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); })) {}
     ~File() {
         if (_descriptor != -1)
             ::close(_descriptor);
@@ -66,9 +68,8 @@ public:
         }
         content.resize(expected + 1); // one more, so that the end shows in the first read
         for (std::size_t length = 0;;) {
-            const ssize_t count = ::read(_descriptor, &content[length], content.size() - length);
-            if (count == -1 && errno == EINTR)
-                continue;
+            const ssize_t count = retryInterrupted(
+                [&] { return ::read(_descriptor, &content[length], content.size() - length); });
             if (count == -1)
                 return false;
             length += static_cast<std::size_t>(count);
