@@ -2,7 +2,7 @@
 add_library(register-options INTERFACE)
 target_compile_features(register-options INTERFACE cxx_std_17)
 target_compile_options(register-options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Wold-style-cast
+  -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
   $<$<BOOL:${REGISTER_WERROR}>:-Werror>)
 
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -17,4 +17,7 @@ if(REGISTER_SANITIZE)
   add_compile_options(-fsanitize=${REGISTER_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${REGISTER_SANITIZE})
+endif()
+if(REGISTER_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

@@ -83,7 +83,7 @@ void _Register::notify(void *sender) {
     names.swap(_changedProperties);
     try {
         for (const std::string &name : names)
-            tell(sender, name);
+            report(sender, name);
     } catch (...) {
         _changedProperties.merge(names);
         throw;
@@ -93,7 +93,7 @@ void _Register::notify(void *sender) {
 /// Tells one change. Callbacks may add and remove callbacks meanwhile: an addition goes behind the
 /// last entry of its key, a removal leaves its entry in place, so the range walked here stays
 /// valid.
-void _Register::tell(void *sender, const std::string &name) {
+void _Register::report(void *sender, const std::string &name) {
     ++_walks;
     const Finally clear([this] {
         if (--_walks > 0 || !_haveRemoved)

@@ -271,7 +271,7 @@ private:
     template <class Change>
     void change(void *sender, const std::string &name, Change makeChange);
     bool hasCallbackFor(const std::string &name) const;
-    void tell(void *sender, const std::string &name);
+    void report(void *sender, const std::string &name);
 
     // Guarded by `*_mutex`, like the tree.
     std::set<std::string> _changedProperties;
