@@ -1,0 +1,215 @@
+// Every allocation fails, one after the other, once and from then on, also those of Qt: the call
+// throws `std::bad_alloc`, and the tree, the marks, the lock and the memory are as they were.
+#include "register/Property.h"
+#include "tests/Support.h"
+
+#include <new>
+
+#include <cerrno>
+
+extern "C" {
+void *__libc_malloc(std::size_t);
+void *__libc_calloc(std::size_t, std::size_t);
+void *__libc_realloc(void *, std::size_t);
+void __libc_free(void *);
+}
+
+namespace {
+
+/// The allocations of this thread, while it is armed. These take the place of the C library's own
+/// in all libraries of the process.
+struct Allocations {
+    long untilFailure = 0; ///< 0: not armed
+    bool fromThenOn = false;
+    long failed = 0;
+    long live = 0; ///< allocated minus freed since arming
+};
+thread_local Allocations allocations;
+thread_local bool armed = false;
+
+bool fails() {
+    if (!armed || (allocations.untilFailure > 0 && --allocations.untilFailure > 0) ||
+        (allocations.failed > 0 && !allocations.fromThenOn))
+        return false;
+    ++allocations.failed;
+    errno = ENOMEM;
+    return true;
+}
+
+void *counted(void *memory) {
+    if (armed && memory)
+        ++allocations.live;
+    return memory;
+}
+
+} // namespace
+
+extern "C" {
+void *malloc(std::size_t size) {
+    return fails() ? nullptr : counted(__libc_malloc(size));
+}
+void *calloc(std::size_t count, std::size_t size) {
+    return fails() ? nullptr : counted(__libc_calloc(count, size));
+}
+void *realloc(void *memory, std::size_t size) {
+    if (fails())
+        return nullptr;
+    void *moved = __libc_realloc(memory, size);
+    return memory ? moved : counted(moved);
+}
+void free(void *memory) {
+    if (armed && memory)
+        --allocations.live;
+    __libc_free(memory);
+}
+}
+
+using namespace testing_support;
+using namespace utils::properties;
+
+namespace {
+
+/// Whether the call ended with `std::bad_alloc`, its `number`-th allocation failing.
+bool runsOutOfMemory(const std::function<void()> &call, long number, bool fromThenOn) {
+    allocations = {number, fromThenOn, 0, 0};
+    bool thrown = false;
+    armed = true;
+    try {
+        call();
+    } catch (const std::bad_alloc &) {
+        thrown = true;
+    }
+    armed = false; // only now, since the exception itself was allocated
+    return thrown;
+}
+
+std::string wholeTree(const _Register &reg) {
+    filesystem::RAMFileSystem memory;
+    filesystem::FileHandle *handle = nullptr;
+    memory.open("/tree", &handle, _Register::WriteMode);
+    reg.serialize(*handle);
+    std::string bytes(handle->bytes());
+    memory.close(handle);
+    return bytes;
+}
+
+class Memory : public testing::Test {
+protected:
+    /// Makes the n-th allocation of the call fail, for every n, until it runs through.
+    void failEach(const char *what, const std::function<void()> &call) {
+        for (const bool fromThenOn : {false, true})
+            for (long number = 1; number < 10000; ++number) {
+                const std::string before = wholeTree(reg);
+                counter.calls = 0;
+                const bool thrown = runsOutOfMemory(call, number, fromThenOn);
+                if (allocations.failed == 0) {
+                    EXPECT_FALSE(thrown) << what;
+                    tried += number - 1;
+                    break;
+                }
+                EXPECT_TRUE(thrown) << what << ": swallowed at " << number;
+                EXPECT_TRUE(wholeTree(reg) == before) << what << ": the tree changed at " << number;
+                EXPECT_EQ(allocations.live, 0) << what << ": leaks at " << number;
+                ASSERT_TRUE(lockIsFree()) << what << " at " << number;
+                reg.notify(nullptr);
+                EXPECT_EQ(counter.calls, 0) << what << ": a mark is left at " << number;
+            }
+    }
+
+    /// Allocates nothing itself: what a callback throws is another matter.
+    struct Counter : _Register::Callback {
+        void propertyChanged(const std::string &) override { ++calls; }
+        void *owner() override { return this; }
+        int calls = 0;
+    };
+
+    _Register &reg = startedRegister();
+    Counter counter;
+    long tried = 0;
+};
+
+TEST_F(Memory, writesAndStructuralOperationsChangeNothing) {
+    reg.addCallback("the", &counter);
+    const std::string text(100, 'x'), deep = "the/new/property/that/is/deep";
+    const std::string name = "the/property/with/a/long/name";
+    reg._writeInteger(nullptr, name, 1, UserScope);
+    const std::vector<std::string> texts = {text, ""};
+    const auto write = [&](const std::string &at) {
+        failEach("string", [&] { reg._writeString(nullptr, at + "s", text, UserScope); });
+        failEach("number", [&] { reg._writeNumber(nullptr, at + "n", 1, UserScope); });
+        failEach("integer", [&] { reg._writeInteger(nullptr, at + "i", 1, UserScope); });
+        failEach("boolean", [&] { reg._writeBoolean(nullptr, at + "b", true, UserScope); });
+        failEach("strings", [&] { reg._writeStrings(nullptr, at + "ls", texts, UserScope); });
+        failEach("numbers", [&] { reg._writeNumbers(nullptr, at + "ln", {1, 2}, UserScope); });
+        failEach("integers", [&] { reg._writeIntegers(nullptr, at + "li", {1, 2, 3}, UserScope); });
+        failEach("booleans", [&] { reg._writeBooleans(nullptr, at + "lb", {true}, UserScope); });
+    };
+    write(deep);
+    write(deep);
+    write("others/" + deep); // nobody listens
+    failEach("addGroup", [&] { reg.addGroup("the/group/of/no/one", TempScope); });
+    failEach("addProperty", [&] { reg.addProperty("the/property/of/no/one", TempScope); });
+    failEach("addCallback", [&] { reg.addCallback("a key that is long enough", &counter); });
+    failEach("markAsChanged", [&] { reg.markAsChanged(nullptr, name); });
+    failEach("resetProperty", [&] { reg.resetProperty(nullptr, name, UserScope); });
+    failEach("Subscription", [&] { Subscription("another long key, of a group", [](auto &) {}); });
+    const Property<QStringList> list("the/list/of/texts");
+    const QStringList qtTexts = {QString(50, 'q'), "short"};
+    failEach("Property<QStringList>", [&] { list.set(qtTexts); });
+    EXPECT_EQ(list.value(), qtTexts);
+    EXPECT_GT(tried, 300);
+}
+
+TEST_F(Memory, readsLeaveTheVariable) {
+    reg._writeString(nullptr, "s", std::string(100, 'x'), UserScope);
+    reg._writeStrings(nullptr, "l", {std::string(100, 'x'), "y", std::string(200, 'z')}, UserScope);
+    reg._writeIntegers(nullptr, "i", std::vector<int>(100, 1), UserScope);
+    bool untouched = true;
+    failEach("string", [&] {
+        std::string value = "untouched";
+        try {
+            reg._readString("s", value);
+        } catch (...) {
+            untouched = untouched && value == "untouched";
+            throw;
+        }
+    });
+    failEach("strings", [&] {
+        std::vector<std::string> values;
+        reg._readStrings("l", values);
+    });
+    failEach("integers", [&] {
+        std::vector<int> values;
+        reg._readIntegers("i", values);
+    });
+    EXPECT_TRUE(untouched);
+    failEach("propertyList", [&] { reg.propertyList("", UserScope); });
+    failEach("PropertyHandle", [&] { PropertyHandle("s", _Register::ReadMode, UserScope); });
+}
+
+TEST_F(Memory, aSaveKeepsTheOldFileAndALoadTheTree) {
+    const std::string file = userDirectory() + "/Brevolant.dat";
+    for (int i = 0; i < 10; ++i)
+        reg._writeString(nullptr, "old/" + std::to_string(i), std::string(50, 'o'), UserScope);
+    reg.save();
+    const std::string old = readFile(file);
+    failEach("load", [&] { reg.load(); });
+    reg._writeString(nullptr, "new", std::string(50, 'n'), UserScope);
+    for (const bool fromThenOn : {false, true})
+        for (long number = 1;; ++number) {
+            const bool thrown = runsOutOfMemory([&] { reg.save(); }, number, fromThenOn);
+            if (allocations.failed == 0)
+                break;
+            const bool isOld = readFile(file) == old;
+            EXPECT_EQ(thrown || isOld, !reg.saveError().empty()) << number << reg.saveError();
+            EXPECT_TRUE(lockIsFree());
+            if (!isOld) // the allocation could be done without
+                writeFile(file, old);
+            ASSERT_LT(number, 1000);
+        }
+    EXPECT_EQ(reg.saveError(), "");
+    EXPECT_NE(readFile(file), old);
+    EXPECT_EQ(listDirectory(userDirectory()), std::vector<std::string>{"Brevolant.dat"});
+}
+
+} // namespace
