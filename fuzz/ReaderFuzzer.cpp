@@ -1,0 +1,19 @@
+// Any bytes as a register file: they are refused, or are what writing their tree gives.
+#include "exception/Exception.h"
+#include "filesystem/RegisterFormat.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+using namespace filesystem;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    const std::string file(reinterpret_cast<const char *>(data), size);
+    try {
+        const tree::Directory tree = registerFormat::decode(file, 1);
+        if (registerFormat::encode(tree) != file && !file.empty())
+            std::abort();
+    } catch (const utils::Exception &) {
+    }
+    return 0;
+}
