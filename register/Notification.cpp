@@ -52,6 +52,8 @@ void _Register::addCallback(const std::string &key, Callback *callback) {
 
 void _Register::removeCallback(Callback *callback) {
     const Lock lock(*_mutex);
+    if (_hasEnded) // a subscription in a static object
+        return;
     for (auto entry = _callbacks.begin(); entry != _callbacks.end();) {
         if (entry->second != callback) {
             ++entry;

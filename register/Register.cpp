@@ -22,6 +22,7 @@ std::string _Register::_TempRegisterPath = "/temp/";
 std::string _Register::_GlobalRegisterPath;
 std::string _Register::_UserRegisterPath;
 bool _Register::_haveGlobalRegister = false;
+bool _Register::_hasEnded = false;
 
 _Register &_Register::getInstance() {
     const Lock lock(*_mutex);
@@ -44,6 +45,7 @@ _Register::~_Register() {
         save();
     } catch (...) { // there is nobody left to tell
     }
+    _hasEnded = true;
 }
 
 void _Register::initialize(const std::string &globalPath, const std::string &userPath) {

@@ -239,7 +239,7 @@ public:
     /// has yet to come to.
     void addCallback(const std::string &key, Callback *callback);
     /// Removes the callback from all its keys. It is not called again, also not by a walk that is
-    /// under way, so it may be destroyed when this returns.
+    /// under way, so it may be destroyed when this returns. May be called after the register's end.
     void removeCallback(Callback *callback);
 
     /// Marks a name as changed, whether it exists or not, and tells the callbacks.
@@ -256,6 +256,8 @@ private:
     _Register();
     ~_Register() override;
 
+    /// Set at the end of the process; guarded by `*_mutex`, as long as that matters.
+    static bool _hasEnded;
     static constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
 
     static std::string_view rootOf(RegisterScope scope);

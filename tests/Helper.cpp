@@ -15,6 +15,8 @@ using namespace utils::properties;
 
 namespace {
 
+Subscription survivor; // constructed before the register, and so destroyed after it
+
 [[noreturn]] void exitWhileBusy(const std::string &name) {
     for (int worker = 0; worker < 4; ++worker)
         std::thread([name, worker] {
@@ -41,6 +43,7 @@ int main(int count, char **arguments) {
         return 3;
     }
     _Register &reg = _Register::getInstance();
+    survivor = Subscription(name, [](auto &) {});
     const Subscription last(scope == "callback" ? name : "", [](auto &) { std::exit(0); });
     reg._writeString(nullptr, name, value,
                      scope == "global" ? GlobalScope
