@@ -1,6 +1,7 @@
 // Reads and writes among 10,000 properties, three levels deep, through the shared library.
 #include <register/Property.h>
 
+#include <QSettings>
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -31,6 +32,38 @@ const std::vector<std::string> &names() {
 std::size_t next(std::size_t at) {
     return (at + 7919) % propertyCount;
 }
+
+/// QSettings in the same task, from memory, after it has loaded its file.
+QSettings &otherSettings() {
+    static QSettings settings("/nonexistent/benchmark.ini", QSettings::IniFormat);
+    if (settings.allKeys().isEmpty())
+        for (std::size_t i = 0; i < names().size(); ++i)
+            settings.setValue(QString::fromStdString(names()[i]), static_cast<int>(i));
+    return settings;
+}
+
+void readIntegerOfQSettings(benchmark::State &state) {
+    const QSettings &settings = otherSettings();
+    std::vector<QString> keys;
+    for (const std::string &name : names())
+        keys.push_back(QString::fromStdString(name));
+    std::size_t at = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(settings.value(keys[at = next(at)]).toInt());
+}
+BENCHMARK(readIntegerOfQSettings);
+
+void writeIntegerOfQSettings(benchmark::State &state) {
+    QSettings &settings = otherSettings();
+    std::vector<QString> keys;
+    for (const std::string &name : names())
+        keys.push_back(QString::fromStdString(name));
+    std::size_t at = 0;
+    int value = 0;
+    for (auto _ : state)
+        settings.setValue(keys[at = next(at)], ++value);
+}
+BENCHMARK(writeIntegerOfQSettings);
 
 struct Silent : _Register::Callback {
     void propertyChanged(const std::string &) override {}

@@ -6,7 +6,9 @@
 #include <xxhash.h>
 
 #include <algorithm>
-#include <random>
+#include <cstdint>
+
+#include <sys/random.h>
 
 namespace filesystem::tree {
 
@@ -29,10 +31,16 @@ bool isAscii(std::string_view name) {
     return std::all_of(name.begin(), name.end(), [](char c) { return (c & 0x80) == 0; });
 }
 
+/// Where the system has no random bytes yet, the address of a variable must do.
+const XXH64_hash_t seed = [] {
+    XXH64_hash_t bytes = reinterpret_cast<std::uintptr_t>(&bytes);
+    (void)!::getrandom(&bytes, sizeof bytes, GRND_NONBLOCK);
+    return bytes;
+}();
+
 } // namespace
 
 std::size_t NameHash::operator()(std::string_view name) const {
-    static const XXH64_hash_t seed = std::random_device()();
     return XXH3_64bits_withSeed(name.data(), name.size(), seed);
 }
 
