@@ -95,6 +95,8 @@ std::string wholeTree(const _Register &reg) {
 
 class Memory : public testing::Test {
 protected:
+    ~Memory() override { reg.removeCallback(&counter); }
+
     /// Makes the n-th allocation of the call fail, for every n, until it runs through.
     void failEach(const char *what, const std::function<void()> &call) {
         for (const bool fromThenOn : {false, true})
