@@ -2,12 +2,10 @@
 #include "filesystem/RealFileSystem.h"
 #include "tests/Support.h"
 
-#include <csignal>
 #include <memory>
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -85,18 +83,6 @@ TEST(RealFileSystem, nothingIsBelowARootWithoutAName) {
         EXPECT_FALSE(nowhere.open("f", &handle, FileSystem::WriteMode));
         EXPECT_FALSE(nowhere.error().empty());
     }
-}
-
-TEST(RealFileSystem, aFailedSaveLeavesTheOldFileAndNothingElse) {
-    const TemporaryDirectory root;
-    writeFile(root / "f", "old");
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit small = {1000, RLIM_INFINITY};
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    EXPECT_EQ(save(root.path(), std::string(1500, 'x')),
-              (root / "f") + ": writing: File too large");
-    EXPECT_EQ(readFile(root / "f"), "old");
-    EXPECT_EQ(listDirectory(root.path()), std::vector<std::string>{"f"});
 }
 
 TEST(RealFileSystem, leftOversOfAKilledSaveGoAndAllElseStays) {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include <sys/resource.h>
+
 using namespace testing_support;
 using namespace utils::properties;
 using namespace std::string_literals;
@@ -87,80 +89,190 @@ TEST(Values, aWriteChangesTheType) {
     EXPECT_EQ(reg.readPropertyType("list", nullptr), ListType);
 }
 
-TEST(Values, aDamagedValueIsRefusedAndTheVariableKept) {
+TEST(Lists, eachTypeHasItsBytesAndComesBack) {
     _Register &reg = startedRegister();
-    std::string text = "kept";
+    std::vector<int> integers = {1, 2, 3};
+    reg._writeIntegers(nullptr, "n", {7, -1}, UserScope);
+    EXPECT_EQ(rawBytes(reg, "/user/n"), "LI\2\0\0\0\7\0\0\0\xFF\xFF\xFF\xFF"s);
+    reg._readIntegers("n", integers);
+    EXPECT_EQ(integers, (std::vector<int>{7, -1})) << "replaced, not appended";
+
+    std::vector<bool> booleans;
+    reg._writeBooleans(nullptr, "b", {true, false, true}, TempScope);
+    EXPECT_EQ(rawBytes(reg, "/temp/b"), "LB\3\0\0\0\1\0\1"s);
+    setRawBytes(reg, "/temp/b", "LB\3\0\0\0\7\0\xFF tail"s);
+    reg._readBooleans("b", booleans);
+    EXPECT_EQ(booleans, (std::vector<bool>{true, false, true})) << "any byte but zero";
+
+    std::vector<double> numbers;
+    reg._writeNumbers(nullptr, "d", {1.0}, GlobalScope);
+    EXPECT_EQ(rawBytes(reg, "/global/d"), "LN\1\0\0\0\0\0\0\0\0\0\xF0\x3F"s);
+    const std::vector<double> odd = {-0.0, 1e-310, std::numeric_limits<double>::infinity()};
+    reg._writeNumbers(nullptr, "d", odd, GlobalScope);
+    reg._readNumbers("d", numbers);
+    EXPECT_EQ(numbers, odd);
+
+    std::vector<std::string> strings = {"1", "2", "3"};
+    reg._writeStrings(nullptr, "s", {"ab", ""}, UserScope);
+    EXPECT_EQ(rawBytes(reg, "/user/s"), "LS\2\0\0\0\2\0\0\0ab\0\0\0\0"s);
+    reg._readStrings("s", strings);
+    EXPECT_EQ(strings, (std::vector<std::string>{"ab", ""}));
+
+    Type element = BooleanType;
+    reg._writeStrings(nullptr, "s", {}, UserScope);
+    EXPECT_EQ(reg.readPropertyType("s", &element), ListType);
+    EXPECT_EQ(element, StringType) << "an empty list keeps its type";
+    reg._readStrings("s", strings);
+    EXPECT_TRUE(strings.empty());
+    setRawBytes(reg, "/user/n", "LI\xFF\xFF\xFF\xFF"s);
+    reg._readIntegers("n", integers);
+    EXPECT_TRUE(integers.empty()) << "a negative count";
+}
+
+TEST(Lists, aMillionElementsComeBack) {
+    _Register &reg = startedRegister();
+    std::vector<int> integers(1000000);
+    std::vector<bool> booleans(integers.size());
+    std::vector<std::string> strings(integers.size() / 10);
+    for (std::size_t i = 0; i < integers.size(); ++i) {
+        integers[i] = static_cast<int>(i * 2654435761U);
+        booleans[i] = integers[i] % 3 == 0;
+        strings[i / 10] = std::to_string(integers[i]);
+    }
+    reg._writeIntegers(nullptr, "i", integers, UserScope);
+    reg._writeBooleans(nullptr, "b", booleans, UserScope);
+    reg._writeStrings(nullptr, "s", strings, UserScope);
+    std::vector<int> readIntegers;
+    std::vector<bool> readBooleans;
+    std::vector<std::string> readStrings;
+    reg._readIntegers("i", readIntegers);
+    reg._readBooleans("b", readBooleans);
+    reg._readStrings("s", readStrings);
+    EXPECT_TRUE(readIntegers == integers && readBooleans == booleans && readStrings == strings);
+}
+
+/// The eight reads, into variables that tell whether one that fails has touched them.
+struct Reads {
+    std::string string = "kept";
     double number = 1.5;
     int integer = 15;
     bool boolean = true;
-    for (const std::string &bytes :
-         {""s, "S"s, "S\1\0\0"s, "S\2\0\0\0x"s, "S\xFF\xFF\xFF\xFF"s, "S\xFF\xFF\xFF\x7F"s, "N"s,
-          "N\0\0\0\0\0\0\0"s, "I\0\0\0"s, "B"s, "L"s, "x\0\0\0\0"s}) {
-        setRawBytes(reg, "/user/p", bytes);
-        EXPECT_EQ(thrownBy([&] { reg._readString("p", text); }), "PropertyBadType") << bytes;
-        EXPECT_EQ(thrownBy([&] { reg._readNumber("p", number); }), "PropertyBadType") << bytes;
-        EXPECT_EQ(thrownBy([&] { reg._readInteger("p", integer); }), "PropertyBadType") << bytes;
-        EXPECT_EQ(thrownBy([&] { reg._readBoolean("p", boolean); }), "PropertyBadType") << bytes;
+    std::vector<std::string> strings = {"kept"};
+    std::vector<double> numbers = {1.5};
+    std::vector<int> integers = {15};
+    std::vector<bool> booleans = {true};
+    _Register &reg = startedRegister();
+    const std::vector<std::function<void(const std::string &)>> all = {
+        [this](auto &name) { reg._readString(name, string); },
+        [this](auto &name) { reg._readNumber(name, number); },
+        [this](auto &name) { reg._readInteger(name, integer); },
+        [this](auto &name) { reg._readBoolean(name, boolean); },
+        [this](auto &name) { reg._readStrings(name, strings); },
+        [this](auto &name) { reg._readNumbers(name, numbers); },
+        [this](auto &name) { reg._readIntegers(name, integers); },
+        [this](auto &name) { reg._readBooleans(name, booleans); },
+    };
+    ~Reads() {
+        EXPECT_TRUE(string == "kept" && number == 1.5 && integer == 15 && boolean);
+        EXPECT_TRUE(strings == std::vector<std::string>{"kept"} &&
+                    numbers == std::vector<double>{1.5});
+        EXPECT_TRUE(integers == std::vector<int>{15} && booleans == std::vector<bool>{true});
     }
-    EXPECT_EQ(text, "kept");
-    EXPECT_EQ(number, 1.5);
-    EXPECT_EQ(integer, 15);
-    EXPECT_TRUE(boolean);
+};
+
+TEST(Failures, aDamagedValueIsRefusedBeforeAnythingIsAllocated) {
+    Reads reads;
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    const rlimit memory = {std::size_t{1} << 30, RLIM_INFINITY}; // far less than the counts promise
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &memory), 0);
+#endif
+    for (const std::string &bytes : {""s,
+                                     "S"s,
+                                     "S\1\0\0"s,
+                                     "S\2\0\0\0x"s,
+                                     "S\xFF\xFF\xFF\xFF"s,
+                                     "S\xFF\xFF\xFF\x7F"s,
+                                     "N"s,
+                                     "N\0\0\0\0\0\0\0"s,
+                                     "I\0\0\0"s,
+                                     "B"s,
+                                     "L"s,
+                                     "x\0\0\0\0"s,
+                                     "LS\1\0\0"s,
+                                     "LS\1\0\0\0"s,
+                                     "LS\xFF\xFF\xFF\x7F"s,
+                                     "LS\xFF\xFF\xFF\x7F xyz"s,
+                                     "LS\2\0\0\0\1\0\0\0x"s,
+                                     "LS\1\0\0\0\xFF\xFF\xFF\x7Fx"s,
+                                     "LS\1\0\0\0\xFF\xFF\xFF\xFFx"s,
+                                     "LN"s,
+                                     "LN\1\0\0\0\0"s,
+                                     "LN\xFF\xFF\xFF\x7F xyz"s,
+                                     "LI\1\0\0\0\0\0\0"s,
+                                     "LI\xFF\xFF\xFF\x7F xyz"s,
+                                     "LB\2\0\0\0\1"s,
+                                     "LB\xFF\xFF\xFF\x7F xyz"s,
+                                     "LL\0\0\0\0"s,
+                                     "Lx\0\0\0\0"s}) {
+        setRawBytes(reads.reg, "/user/p", bytes);
+        for (const auto &read : reads.all)
+            EXPECT_EQ(thrownBy([&] { read("p"); }), "PropertyBadType") << bytes;
+    }
 }
 
 TEST(Failures, everyOneHasItsTypeAndTextAndReleasesTheLock) {
-    _Register &reg = startedRegister();
+    Reads reads;
+    _Register &reg = reads.reg;
     reg.addGroup("g", UserScope);
-    reg._writeInteger(nullptr, "p", 1, UserScope);
-    const RegisterScope bad = RegisterScope(3), negative = RegisterScope(-1);
-    std::string s;
-    double n = 0;
-    int i = 0;
-    bool b = false;
-    std::vector<std::string> strings;
-    std::vector<double> numbers;
-    std::vector<int> integers;
-    std::vector<bool> booleans;
-    reg._writeNumbers(nullptr, "list", {1}, UserScope);
-    const struct {
-        std::function<void()> call;
-        std::string thrown;
-    } rows[] = {
+    reg.addProperty("p", UserScope);
+    std::vector<std::string> told;
+    int party = 0, value = 0;
+    Recorder all(told, "told", &party);
+    for (const char *key : {"a", "g", "p", ".."})
+        reg.addCallback(key, &all);
+    const auto expect = [](const std::function<void()> &call, const std::string &thrown) {
+        EXPECT_EQ(thrownBy(call), thrown);
+        EXPECT_TRUE(lockIsFree()) << thrown;
+    };
+
+    for (const auto &read : reads.all) {
+        const bool isString = &read == &reads.all.front();
+        expect([&] { read("none"); }, "PropertyNotFound");
+        expect([&] { read("g"); }, isString ? "PropertyNotFound" : "PropertyBadType");
+        expect([&] { read("p"); }, "PropertyBadType");
+    }
+    const std::vector<std::function<void(const char *, RegisterScope)>> writes = {
+        [&](auto name, auto scope) { reg._writeString(nullptr, name, "x", scope); },
+        [&](auto name, auto scope) { reg._writeNumber(nullptr, name, 1, scope); },
+        [&](auto name, auto scope) { reg._writeInteger(nullptr, name, 1, scope); },
+        [&](auto name, auto scope) { reg._writeBoolean(nullptr, name, true, scope); },
+        [&](auto name, auto scope) { reg._writeStrings(nullptr, name, {}, scope); },
+        [&](auto name, auto scope) { reg._writeNumbers(nullptr, name, {}, scope); },
+        [&](auto name, auto scope) { reg._writeIntegers(nullptr, name, {}, scope); },
+        [&](auto name, auto scope) { reg._writeBooleans(nullptr, name, {}, scope); },
+    };
+    for (const auto &write : writes) {
+        const bool isString = &write == &writes.front();
+        for (const std::string name : {"g", "p/q", "", ".."})
+            expect([&] { write(name.c_str(), UserScope); },
+                   isString ? "/user/" + name + " no such property" : name + " no such property.");
+        for (const int scope : {3, -1})
+            expect([&] { write("a", RegisterScope(scope)); }, "Bad scope value.");
+    }
+    const RegisterScope bad = RegisterScope(3);
+    const std::pair<std::function<void()>, const char *> others[] = {
         {[&] { reg._nameToPath("a", bad); }, "Bad scope value."},
-        {[&] { reg._nameToPath("a", negative); }, "Bad scope value."},
         {[&] { reg.addGroup("a", bad); }, "Bad scope value."},
         {[&] { reg.addProperty("a", bad); }, "Bad scope value."},
         {[&] { reg.delProperty("a", bad); }, "Bad scope value."},
         {[&] { reg.groupExists("a", bad); }, "Bad scope value."},
-        {[&] { reg.propertyExists("a", negative); }, "Bad scope value."},
-        {[&] { reg._writeString(nullptr, "a", "x", bad); }, "Bad scope value."},
-        {[&] { reg._writeNumber(nullptr, "a", 1, bad); }, "Bad scope value."},
-        {[&] { reg._writeInteger(nullptr, "a", 1, bad); }, "Bad scope value."},
-        {[&] { reg._writeBoolean(nullptr, "a", true, negative); }, "Bad scope value."},
-        {[&] { reg._writeStrings(nullptr, "a", {}, bad); }, "Bad scope value."},
-        {[&] { reg._writeNumbers(nullptr, "a", {}, bad); }, "Bad scope value."},
-        {[&] { reg._writeIntegers(nullptr, "a", {}, bad); }, "Bad scope value."},
-        {[&] { reg._writeBooleans(nullptr, "a", {}, bad); }, "Bad scope value."},
+        {[&] { reg.propertyExists("a", bad); }, "Bad scope value."},
         {[&] { reg.propertyList("", bad); }, "Bad scope value."},
         {[&] { reg.openProperty("a", _Register::WriteMode, bad); }, "Bad scope value."},
         {[&] { reg.resetProperty(nullptr, "a", bad); }, "Bad scope value."},
-        {[&] { reg.findValue("a", i, bad); }, "Bad scope value."},
-        {[&] { reg._readString("none", s); }, "PropertyNotFound"},
-        {[&] { reg._readStrings("none", strings); }, "PropertyNotFound"},
-        {[&] { reg._readNumbers("none", numbers); }, "PropertyNotFound"},
-        {[&] { reg._readIntegers("none", integers); }, "PropertyNotFound"},
-        {[&] { reg._readBooleans("none", booleans); }, "PropertyNotFound"},
-        {[&] { reg._readStrings("g", strings); }, "PropertyBadType"},
-        {[&] { reg._readNumbers("g", numbers); }, "PropertyBadType"},
-        {[&] { reg._readIntegers("g", integers); }, "PropertyBadType"},
-        {[&] { reg._readBooleans("g", booleans); }, "PropertyBadType"},
-        {[&] { reg._readIntegers("p", integers); }, "PropertyBadType"},
-        {[&] { reg._readIntegers("list", integers); }, "PropertyBadType"},
-        {[&] { reg._readNumber("list", n); }, "PropertyBadType"},
-        {[&] { reg._writeStrings(nullptr, "g", {}, UserScope); }, "g no such property."},
-        {[&] { reg._writeNumbers(nullptr, "g", {}, UserScope); }, "g no such property."},
-        {[&] { reg._writeIntegers(nullptr, "p/q", {}, UserScope); }, "p/q no such property."},
-        {[&] { reg._writeBooleans(nullptr, "..", {}, UserScope); }, ".. no such property."},
+        {[&] { reg.findValue("a", value, bad); }, "Bad scope value."},
+        {[&] { reg.readPropertyType("none", nullptr); }, "PropertyNotFound"},
+        {[&] { reg.readPropertyType("g", nullptr); }, "PropertyBadType"},
         {[&] { reg.propertyList("p", UserScope); }, "p does not exist or is not a group."},
         {[&] { reg.propertyList("g", TempScope); }, "g does not exist or is not a group."},
         {[&] { reg.openProperty("x/y", _Register::WriteMode, bad); }, "Group x does not exist !"},
@@ -174,33 +286,9 @@ TEST(Failures, everyOneHasItsTypeAndTextAndReleasesTheLock) {
          "Cannot open property named g !"},
         {[&] { reg.openProperty("p", _Register::FileSystemMode(2), UserScope); },
          "Cannot open property named p !"},
-        {[&] { reg._readNumber("none", n); }, "PropertyNotFound"},
-        {[&] { reg._readInteger("none", i); }, "PropertyNotFound"},
-        {[&] { reg._readBoolean("none", b); }, "PropertyNotFound"},
-        {[&] { reg.readPropertyType("none", nullptr); }, "PropertyNotFound"},
-        {[&] { reg._readString("g", s); }, "PropertyNotFound"},
-        {[&] { reg._readNumber("g", n); }, "PropertyBadType"},
-        {[&] { reg._readInteger("g", i); }, "PropertyBadType"},
-        {[&] { reg._readBoolean("g", b); }, "PropertyBadType"},
-        {[&] { reg.readPropertyType("g", nullptr); }, "PropertyBadType"},
-        {[&] { reg._readString("p", s); }, "PropertyBadType"},
-        {[&] { reg._readNumber("p", n); }, "PropertyBadType"},
-        {[&] { reg._readBoolean("p", b); }, "PropertyBadType"},
-        {[&] { reg._writeString(nullptr, "g", "x", UserScope); }, "/user/g no such property"},
-        {[&] { reg._writeString(nullptr, "p/q", "x", UserScope); }, "/user/p/q no such property"},
-        {[&] { reg._writeNumber(nullptr, "g", 1, UserScope); }, "g no such property."},
-        {[&] { reg._writeInteger(nullptr, "p/q", 1, UserScope); }, "p/q no such property."},
-        {[&] { reg._writeBoolean(nullptr, "", true, TempScope); }, " no such property."},
     };
-    std::vector<std::string> told;
-    int party = 0;
-    Recorder all(told, "told", &party);
-    for (const char *key : {"a", "g", "p", "p/q"})
-        reg.addCallback(key, &all);
-    for (const auto &row : rows) {
-        EXPECT_EQ(thrownBy(row.call), row.thrown);
-        EXPECT_TRUE(lockIsFree()) << row.thrown;
-    }
+    for (const auto &[call, thrown] : others)
+        expect(call, thrown);
     reg.notify(nullptr);
     EXPECT_EQ(told, std::vector<std::string>()) << "a failed write tells nobody, also not later";
     EXPECT_FALSE(reg.propertyExists("a"));
