@@ -242,7 +242,7 @@ TEST(RAMFileSystem, aRemovedFileStaysRemovedAndABadTreeDoesNotGrow) {
     EXPECT_FALSE(memory.mkdir("/" + QString(256, QChar(0x20AC))));
     memory.mkdir("/\uFEFFname");
     EXPECT_FALSE(memory.exists("/name"));
-    EXPECT_EQ(memory.getFileList("/").rbegin()->name, "\uFEFFname");
+    EXPECT_EQ(memory.getFileList("/").rbegin()->name.size(), 5) << "a byte order mark stays";
 }
 
 } // namespace
