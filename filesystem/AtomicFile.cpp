@@ -35,6 +35,10 @@ bool lock(int file) {
 
 } // namespace
 
+bool syncDirectory(int directory) {
+    return retryInterrupted([&] { return ::fsync(directory); }) == 0 || errno == EINVAL;
+}
+
 AtomicFile::AtomicFile(std::string path) : _path(std::move(path)) {}
 
 AtomicFile::~AtomicFile() {
@@ -172,8 +176,7 @@ bool AtomicFile::commit(std::string_view bytes) {
     if (::rename(_temporary.c_str(), _path.c_str()) == -1)
         return fail("putting it in its place");
     _temporary.clear();
-    // Some file systems cannot do this for a directory and say so with EINVAL.
-    if (retryInterrupted([&] { return ::fsync(_directoryFile); }) == -1 && errno != EINVAL)
+    if (!syncDirectory(_directoryFile))
         return fail("forcing its directory to the disk");
     drop();
     return true;

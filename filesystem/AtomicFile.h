@@ -5,6 +5,10 @@
 
 namespace filesystem {
 
+/// Forces the names in an open directory to the disk; false with `errno` when that fails. Some file
+/// systems cannot do this, which is no failure: there is nothing more to be done.
+bool syncDirectory(int directory);
+
 /// Replaces a file on disk as a whole: after `commit`, and after a crash or a loss of power at any
 /// moment, the file is the whole old one or the whole new one.
 ///

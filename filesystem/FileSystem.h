@@ -99,7 +99,7 @@ public:
     virtual bool unserialize(FileHandle &handle) = 0;
     /// Writes what is below the directory at the path, in the form of docs/file-format.md. Equal
     /// trees give equal bytes. False where there is no directory or the handle is for reading.
-    /// Throws `utils::Exception` when it holds more than the format can (4 GiB).
+    /// Throws `utils::Exception` when it holds more than the format can (256 MiB).
     virtual bool serialize(const QString &path, FileHandle &handle) const = 0;
     /// Makes what lies between the handle's position and its end the content of the directory at
     /// the path. No bytes at all are an empty directory. False where there is no directory or

@@ -33,10 +33,25 @@ bool isSystemName(const QString &component) {
            component.isValidUtf16();
 }
 
-/// Creates a directory and its missing parents; false with `errno` when one cannot be created.
+/// Forces the name of a new directory to the disk, where its parent may be read.
+bool syncParent(const std::string &directory) {
+    const int parent = ::open((directory + "/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (parent == -1)
+        return true;
+    const bool synced = syncDirectory(parent);
+    ::close(parent);
+    return synced;
+}
+
+/// Creates a directory and its missing parents, and forces each to the disk; false with `errno`
+/// when that fails.
 bool makePath(const std::string &path) {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-        if (::mkdir(path.substr(0, end).c_str(), privateDirectory) == -1 && errno != EEXIST)
+        const std::string directory = path.substr(0, end);
+        const bool isNew = ::mkdir(directory.c_str(), privateDirectory) == 0;
+        if (!isNew && errno != EEXIST)
+            return false;
+        if (isNew && !syncParent(directory))
             return false;
         if (end == std::string::npos)
             return true;

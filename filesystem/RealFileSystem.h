@@ -23,7 +23,7 @@ public:
     bool remove(const QString &path) override;
     bool mkdir(const QString &path) override;
 
-    /// In `ReadMode` takes the whole file at once; only a regular file of at most 4 GiB opens.
+    /// In `ReadMode` takes the whole file at once; only a regular file of at most 256 MiB opens.
     ///
     /// In `WriteMode` first creates the root directory with its missing parents (mode 0700), but no
     /// directory below it. `close` then replaces the file in one step: the file is the whole old

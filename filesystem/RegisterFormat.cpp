@@ -59,7 +59,7 @@ void appendEntry(std::string &out, const Node &node) {
     else
         out += static_cast<const File &>(node).bytes;
     if (out.size() > maxFileSize)
-        throw utils::Exception("The content is too large for a register file (4 GiB).");
+        throw utils::Exception("The content is too large for a register file (256 MiB).");
     put(&out[lengthAt], static_cast<std::uint32_t>(out.size() - lengthAt - bodyLengthWidth));
 }
 

@@ -9,8 +9,9 @@
 /// The bytes of a register file, version 1; docs/file-format.md describes them.
 namespace filesystem::registerFormat {
 
-/// The largest file that is written, and so the largest that need be read.
-constexpr std::size_t maxFileSize = std::size_t{4} << 30;
+/// The largest file that is written, and so the largest that need be read: 256 MiB. A file is read
+/// into memory before it can be tested, and this is what a hostile one can cost.
+constexpr std::size_t maxFileSize = std::size_t{256} << 20;
 
 /// The serialisation of what is below `directory`. Throws `utils::Exception` when it would be
 /// larger than `maxFileSize`.
