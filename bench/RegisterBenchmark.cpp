@@ -2,6 +2,7 @@
 #include <register/Property.h>
 
 #include <QSettings>
+#include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -205,4 +206,10 @@ BENCHMARK(readBooleans);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int count, char **arguments) {
+    const QTemporaryDir directory;
+    _Register::initialize("", directory.path().toStdString());
+    benchmark::Initialize(&count, arguments);
+    benchmark::RunSpecifiedBenchmarks();
+    _Register::_UserRegisterPath.clear(); // nothing of this is to be kept
+}

@@ -1,5 +1,5 @@
 // Bytes as a sequence of register operations, beside a simple model: a map from names to values.
-#include "register/Property.h"
+#include "register/Register.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -237,7 +237,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                 model.remove(name);
             break;
         case 6:
-            if (succeeds([&] { PropertyHandle(name, _Register::WriteMode, scope); })) {
+            if (succeeds([&] {
+                    reg.closeProperty(reg.openProperty(name, _Register::WriteMode, scope));
+                })) {
                 require(model.isProperty(name) || model.add(name, "-"));
                 *model.find(name) = "-"; // opened, nothing written
             } else {

@@ -52,16 +52,17 @@ void _Register::addCallback(const std::string &key, Callback *callback) {
 
 void _Register::removeCallback(Callback *callback) {
     const Lock lock(*_mutex);
-    if (_hasEnded) // a subscription in a static object
+    if (!_living)
         return;
-    for (auto entry = _callbacks.begin(); entry != _callbacks.end();) {
+    auto &callbacks = _living->_callbacks;
+    for (auto entry = callbacks.begin(); entry != callbacks.end();) {
         if (entry->second != callback) {
             ++entry;
-        } else if (_walks == 0) {
-            entry = _callbacks.erase(entry);
+        } else if (_living->_walks == 0) {
+            entry = callbacks.erase(entry);
         } else {
             (entry++)->second = nullptr;
-            _haveRemoved = true;
+            _living->_haveRemoved = true;
         }
     }
 }

@@ -2,6 +2,9 @@
 
 #include "filesystem/Utf8.h"
 
+#include <atomic>
+#include <exception>
+
 namespace utils::properties {
 
 namespace {
@@ -14,12 +17,28 @@ std::string toUtf8(const std::string &name, const QString &text) {
 
 } // namespace
 
+_Register &initializedRegister() {
+    // No guarded static: a thread that waits for the register's lock must not hold another one.
+    static std::atomic<_Register *> known{nullptr};
+    _Register *instance = known.load(std::memory_order_acquire);
+    if (!instance) {
+        if (_Register::_UserRegisterPath.empty())
+            throw Exception("The register has not been initialized.");
+        instance = &_Register::getInstance();
+        known.store(instance, std::memory_order_release);
+    }
+    return *instance;
+}
+
 /// The function is shared with the call under way, which may end the subscription.
 class Subscription::Receiver : public _Register::Callback {
 public:
     Receiver(Function function, void *sender)
         : _function(std::make_shared<const Function>(std::move(function))),
-          _owner(sender ? sender : this) {}
+          _owner(sender ? sender : this) {
+        if (!*_function)
+            throw Exception("A subscription needs a function.");
+    }
     void propertyChanged(const std::string &name) override {
         const auto function = _function;
         (*function)(name);
@@ -35,7 +54,7 @@ Subscription::Subscription() = default;
 
 Subscription::Subscription(const std::string &key, Function function, void *sender)
     : _receiver(std::make_unique<Receiver>(std::move(function), sender)) {
-    _Register::getInstance().addCallback(key, _receiver.get());
+    initializedRegister().addCallback(key, _receiver.get());
 }
 
 Subscription::Subscription(Subscription &&other) noexcept = default;
@@ -48,25 +67,29 @@ Subscription &Subscription::operator=(Subscription &&other) noexcept {
 
 Subscription::~Subscription() {
     if (_receiver)
-        _Register::getInstance().removeCallback(_receiver.get());
+        _Register::removeCallback(_receiver.get());
 }
 
 PropertyHandle::PropertyHandle(const std::string &name, filesystem::FileSystem::FileSystemMode mode,
                                RegisterScope scope)
-    : _handle(&_Register::getInstance().openProperty(name, mode, scope)) {}
+    : _handle(&initializedRegister().openProperty(name, mode, scope)),
+      _exceptions(std::uncaught_exceptions()) {}
 
 PropertyHandle::PropertyHandle(PropertyHandle &&other) noexcept
-    : _handle(std::exchange(other._handle, nullptr)) {}
+    : _handle(std::exchange(other._handle, nullptr)), _exceptions(other._exceptions) {}
 
 PropertyHandle &PropertyHandle::operator=(PropertyHandle &&other) noexcept {
     PropertyHandle moved(std::move(other));
     std::swap(_handle, moved._handle);
+    std::swap(_exceptions, moved._exceptions);
     return *this;
 }
 
 PropertyHandle::~PropertyHandle() {
-    if (_handle)
-        _Register::getInstance().closeProperty(*_handle);
+    if (std::uncaught_exceptions() > _exceptions)
+        delete _handle;
+    else if (_handle)
+        initializedRegister().closeProperty(*_handle);
 }
 
 QString Storage<QString>::load(const Stored &stored) {

@@ -9,18 +9,31 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 /// What most applications use of the register: properties declared once, subscriptions and handles
 /// that end by themselves. A thin layer over `_Register`, with its rules for names, threads and
 /// callbacks. Declare properties anywhere; use everything here between `_Register::initialize` and
-/// the end of `main`.
+/// the end of `main`. Before `initialize` it throws `utils::Exception`.
 namespace utils::properties {
+
+/// The register, once `initialize` has been called; throws `utils::Exception` before that, because
+/// a register made now would know no directories, and would later save over files it has never
+/// read.
+REGISTER_EXPORT _Register &initializedRegister();
+
+template <class>
+constexpr bool isStorable = false;
 
 /// How a type is stored; `Stored` is one of the eight types of the register.
 template <class Value>
-struct Storage;
+struct Storage {
+    static_assert(isStorable<Value>,
+                  "A Property is of std::string, double, int, bool, a std::vector "
+                  "of one of them, QString or QStringList.");
+};
 
 /// A setting: its name, its default and the scope that it is written to.
 ///
@@ -35,6 +48,13 @@ public:
                       RegisterScope scope = UserScope)
         : _name(std::move(name)), _default(std::move(defaultValue)), _scope(scope) {}
 
+    /// A scope is no default, though it would convert to one.
+    Property(std::string name, RegisterScope scope) = delete;
+    /// Text is no boolean, though it would convert to one.
+    template <class Text,
+              class = std::enable_if_t<std::is_same_v<Value, bool> && std::is_pointer_v<Text>>>
+    Property(std::string name, Text text, RegisterScope scope = UserScope) = delete;
+
     const std::string &name() const { return _name; }
     const Value &defaultValue() const { return _default; }
     RegisterScope scope() const { return _scope; }
@@ -43,38 +63,37 @@ public:
     /// stored under the name with another type, or damaged, counts as missing.
     Value value() const {
         Stored stored{};
-        return reg().findValue(_name, stored) ? Storage<Value>::load(std::move(stored)) : _default;
+        return initializedRegister().findValue(_name, stored)
+                   ? Storage<Value>::load(std::move(stored))
+                   : _default;
     }
 
     /// The scope that `value` comes from; none for the default.
     std::optional<RegisterScope> origin() const {
         Stored stored{};
-        return reg().findValue(_name, stored);
+        return initializedRegister().findValue(_name, stored);
     }
 
-    /// True when the property's own scope holds a value: `reset` would change something.
+    /// True when the property's own scope holds a value of its type.
     bool isSet() const {
         Stored stored{};
-        return reg().findValue(_name, stored, _scope);
+        return initializedRegister().findValue(_name, stored, _scope);
     }
 
     /// Writes the value into the property's scope and tells the callbacks, except those of
     /// `sender`. Throws `utils::Exception` where the name cannot be written, and what a callback
     /// throws.
     void set(const Value &value, void *sender = nullptr) const {
-        Storage<Value>::write(reg(), sender, _name, value, _scope);
+        Storage<Value>::write(initializedRegister(), sender, _name, value, _scope);
     }
 
     /// Removes the value from the property's scope, whatever its type, so that what lies below
     /// shows through, and tells the callbacks. Nothing happens where there is none, or a group.
-    void reset(void *sender = nullptr) const { reg().resetProperty(sender, _name, _scope); }
-
-private:
-    static _Register &reg() {
-        static _Register &instance = _Register::getInstance();
-        return instance;
+    void reset(void *sender = nullptr) const {
+        initializedRegister().resetProperty(sender, _name, _scope);
     }
 
+private:
     std::string _name;
     Value _default;
     RegisterScope _scope;
@@ -98,8 +117,10 @@ public:
 
     /// A subscription to nothing.
     Subscription();
-    /// `key` is the name of a property or of a group. Changes made with this `sender` are left out;
-    /// without one, all changes are heard, those without a sender too.
+    /// `key` is the name of a property or of a group, spelt as the writers spell it: "ui" hears of
+    /// "ui/width", but neither "ui/" nor "" does. Changes made with this `sender` are left out;
+    /// without one, all changes are heard, those without a sender too. An empty function is refused
+    /// with `utils::Exception`.
     explicit Subscription(const std::string &key, Function function, void *sender = nullptr);
     Subscription(Subscription &&other) noexcept;
     Subscription &operator=(Subscription &&other) noexcept;
@@ -118,7 +139,8 @@ public:
                    RegisterScope scope);
     PropertyHandle(PropertyHandle &&other) noexcept;
     PropertyHandle &operator=(PropertyHandle &&other) noexcept;
-    /// Closes it: what was written becomes the property's content.
+    /// Closes it: what was written becomes the property's content; but not when an exception is
+    /// what destroys it, since then it may not be all.
     ~PropertyHandle();
 
     /// For the file-system operations of the register; owned by this object.
@@ -126,6 +148,7 @@ public:
 
 private:
     filesystem::FileHandle *_handle;
+    int _exceptions; ///< under way when it was opened
 };
 
 /// The eight types of the register, stored as they are.

@@ -22,7 +22,7 @@ std::string _Register::_TempRegisterPath = "/temp/";
 std::string _Register::_GlobalRegisterPath;
 std::string _Register::_UserRegisterPath;
 bool _Register::_haveGlobalRegister = false;
-bool _Register::_hasEnded = false;
+_Register *_Register::_living = nullptr;
 
 _Register &_Register::getInstance() {
     const Lock lock(*_mutex);
@@ -35,6 +35,7 @@ _Register::_Register() {
     mkdir(QStringLiteral("/user/"));
     mkdir(QStringLiteral("/temp/"));
     load();
+    _living = this;
 }
 
 _Register::~_Register() {
@@ -45,7 +46,7 @@ _Register::~_Register() {
         save();
     } catch (...) { // there is nobody left to tell
     }
-    _hasEnded = true;
+    _living = nullptr;
 }
 
 void _Register::initialize(const std::string &globalPath, const std::string &userPath) {

@@ -231,16 +231,18 @@ public:
     void resetProperty(void *sender, const std::string &name, RegisterScope scope);
 
     /// Registers a callback under a key: the name of a property or of a group, for all names in it.
-    /// A key may have several callbacks; they are called in the order of registration. Adding the
-    /// same pair again has no effect. The callback is the caller's and must live until it is
-    /// removed.
+    /// Keys are compared with the names as the writers give them, byte for byte: under "ui" a write
+    /// of "ui/width" is told, one of "/ui/width" is not; under the empty key nothing is told. A key
+    /// may have several callbacks; they are called in the order of registration. Adding the same
+    /// pair again has no effect. The callback is the caller's and must live until it is removed.
     ///
     /// From inside a callback: the walk under way calls the new one for the names and keys that it
     /// has yet to come to.
     void addCallback(const std::string &key, Callback *callback);
     /// Removes the callback from all its keys. It is not called again, also not by a walk that is
-    /// under way, so it may be destroyed when this returns. May be called after the register's end.
-    void removeCallback(Callback *callback);
+    /// under way, so it may be destroyed when this returns. May be called when there is no
+    /// register, as the destructor of a static object does.
+    static void removeCallback(Callback *callback);
 
     /// Marks a name as changed, whether it exists or not, and tells the callbacks.
     void markAsChanged(void *sender, const std::string &name);
@@ -256,8 +258,8 @@ private:
     _Register();
     ~_Register() override;
 
-    /// Set at the end of the process; guarded by `*_mutex`, as long as that matters.
-    static bool _hasEnded;
+    /// The instance while it lives, else null; guarded by `*_mutex`.
+    static _Register *_living;
     static constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
 
     static std::string_view rootOf(RegisterScope scope);

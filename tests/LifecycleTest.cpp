@@ -182,6 +182,9 @@ TEST(Threads, allOperationsAtOnceSeeWholeValues) {
                     reg.openProperty("shared/text", _Register::ReadMode, UserScope);
                 EXPECT_TRUE(handle.size() == 15 || handle.size() == 2005);
                 reg.closeProperty(handle);
+                filesystem::FileHandle &writer =
+                    reg.openProperty("shared/raw", _Register::WriteMode, UserScope);
+                reg.closeProperty(writer);
                 EXPECT_GE(reg.propertyList("", TempScope).size(), 2U);
                 reg.delProperty("w", TempScope);
                 reg.removeCallback(&recorder);

@@ -115,6 +115,19 @@ TEST(Notification, aCallbackMayWriteAndItsChangeIsToldAtOnce) {
               (Told{"follower:n", "follower:n", "follower:n", "after:n", "after:n", "after:n"}));
 }
 
+TEST(Notification, aCallbackThatItsOwnerRemovesIsNotCalled) {
+    _Register &reg = startedRegister();
+    struct Leaving : _Register::Callback {
+        void propertyChanged(const std::string &) override { ADD_FAILURE(); }
+        void *owner() override {
+            _Register::removeCallback(this);
+            return this;
+        }
+    } leaving;
+    reg.addCallback("k", &leaving);
+    reg.markAsChanged(nullptr, "k");
+}
+
 TEST(Notification, callbacksMayComeAndGoDuringAWalk) {
     _Register &reg = startedRegister();
     Told told;

@@ -73,6 +73,19 @@ TEST(Property, anotherTypeCountsAsMissingAndAFailingWriteIsNotSwallowed) {
     EXPECT_FALSE(text.isSet());
 }
 
+TEST(Property, nothingStartsTheRegisterBeforeItKnowsItsDirectories) {
+    const std::string refused = "The register has not been initialized.";
+    const Property<int> width("ui/width");
+    EXPECT_EQ(thrownBy([&] { width.value(); }), refused);
+    EXPECT_EQ(thrownBy([&] { width.set(1); }), refused);
+    EXPECT_EQ(thrownBy([] { Subscription("ui", [](auto &) {}); }), refused);
+    EXPECT_EQ(thrownBy([] { PropertyHandle("p", _Register::WriteMode, UserScope); }), refused);
+    startedRegister();
+    EXPECT_EQ(thrownBy([] { Subscription("ui", nullptr); }), "A subscription needs a function.");
+    static_assert(!std::is_constructible_v<Property<int>, const char *, RegisterScope>);
+    static_assert(!std::is_constructible_v<Property<bool>, const char *, const char *>);
+}
+
 TEST(Property, setAndResetAreToldExceptToTheirSender) {
     startedRegister();
     const Property<int> width("ui/width");
@@ -126,6 +139,29 @@ TEST(Subscription, mayEndOrBeginInsideItsOwnCall) {
     EXPECT_EQ(Property<int>("k").value(), 1);
 }
 
+TEST(Threads, aFirstUseInsideACallbackBesideAnotherDoesNotBlock) {
+    _Register &reg = startedRegister();
+    std::atomic<int> ready{0};
+    Told told;
+    Recorder first(told, "first", nullptr, [&](auto &) {
+        ++ready;
+        while (ready < 2)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(50)); // the other one waits for the lock
+        Property<int>("n").value();
+    });
+    reg.addCallback("k", &first);
+    std::thread other([&] {
+        while (ready < 1)
+            std::this_thread::yield();
+        ++ready;
+        Property<int>("n").value();
+    });
+    reg.markAsChanged(&reg, "k");
+    other.join();
+}
+
 TEST(Threads, aSubscriptionThatHasEndedIsNotRunning) {
     startedRegister();
     std::atomic<bool> stop{false};
@@ -149,7 +185,7 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     _Register &reg = startedRegister();
     reg._writeInteger(nullptr, "g/p", 258, UserScope);
     Told told;
-    const Subscription subscription("", [&](auto &name) { told.push_back(name); });
+    const Subscription ofGroup("g", [&](auto &name) { told.push_back(name); });
     filesystem::FileHandle &reader = reg.openProperty("g/p", _Register::ReadMode, UserScope);
     {
         PropertyHandle writer("g/p", _Register::WriteMode, UserScope);
@@ -167,6 +203,15 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     EXPECT_EQ(reg.readInt(&reader), 258);
     reg.closeProperty(reader);
     EXPECT_EQ(told, Told());
+    reg.markAsChanged(nullptr, "g/p");
+    EXPECT_EQ(told, Told{"g/p"});
+    try {
+        const PropertyHandle half("p", _Register::WriteMode, UserScope);
+        reg.writeByte(half.get(), 'B');
+        throw std::runtime_error("before the value is whole");
+    } catch (const std::runtime_error &) {
+    }
+    EXPECT_EQ(reg.readPropertyType("p", nullptr), Type(0));
 
     reg._writeInteger(nullptr, "p", 1, UserScope);
     filesystem::FileHandle &late = reg.openProperty("p", _Register::WriteMode, UserScope);
