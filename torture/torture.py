@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tortures a settings store and says what became of the settings.
 
-torture.py BUILD [--long] [--peers] [SECTION ...]
+torture.py [--long] [--peers] BUILD [SECTION ...]
 
 BUILD is a build directory with the programs of torture/. Each section injects faults of one kind into
 runs of a subject that replaces settings of generation 1 by those of generation 2, and then looks at
@@ -10,6 +10,7 @@ so are a success that was reported and is not there, a crash, a hang, and litter
 """
 import argparse
 import collections
+import itertools
 import os
 import re
 import resource
@@ -85,7 +86,9 @@ class Torture:
         litter = [name for name in os.listdir(directory) if name != self.file and not name.startswith("keep")]
         if litter:
             self.failures.append(f"{what}: litter {litter}")
-        return {"1": "old", "2": "new", "none": "old"}.get(after.loaded, "LOST")
+        if after.loaded not in allowed:
+            return "LOST"
+        return {"1": "old", "none": "old"}.get(after.loaded, "new")
 
     def report(self, kind, outcomes):
         self.rows.append((kind, sum(outcomes.values()), dict(outcomes)))
@@ -114,21 +117,35 @@ class Torture:
 
     def inject(self, call, number, fault, once=True):
         when = f"{number}" if once else f"{number}+"
-        return ["strace", "-f", "-o", "/dev/null", "-e", f"trace={call}",
+        return ["strace", "-f", "-o", str(self.work / "injected"), "-e", f"trace={call}",
                 "-e", f"inject={call}:{fault}:when={when}"]
+
+    def injected(self):
+        return "(INJECTED)" in (self.work / "injected").read_text(errors="replace")
+
+    def faults(self, kind, calls, wanted, fault):
+        """`fault` for each of the wanted calls; nearly all must have been injected, or it proves nothing."""
+        wanted = [call for call in calls if wanted(call)]
+        outcomes = collections.Counter()
+        for call in wanted:
+            outcomes[fault(*call)] += 1
+        missed = outcomes.pop("missed", 0)
+        if not wanted or missed > len(wanted) // 20:
+            self.failures.append(f"{kind}: {missed} of {len(wanted)} faults were not injected")
+        self.report(kind, outcomes)
 
     def kill(self):
         """SIGKILL at every system call of start, save and exit."""
         for kind, source, allowed in (("kill, a file there", self.old, ["1", "2"]),
                                       ("kill, a first start", self.empty(), ["none", "2"])):
-            outcomes = collections.Counter()
-            for call, number, line in self.window(self.fresh(source)):
-                if call in ("exit_group", "execve"):
-                    continue
+            def fault(call, number, line, kind=kind, source=source, allowed=allowed):
                 directory = self.fresh(source)
                 run = self.run(directory, "2", self.inject(call, number, "signal=SIGKILL"))
-                outcomes[self.check(f"{kind} at {call} {number} ({line})", directory, allowed, run)] += 1
-            self.report(kind, outcomes)
+                found = self.check(f"{kind} at {call} {number} ({line})", directory, allowed, run)
+                return found if run is None or run.code == -signal.SIGKILL else "missed"
+
+            calls = self.window(self.fresh(source))
+            self.faults(kind, calls, lambda call: call[0] not in ("exit_group", "execve"), fault)
 
     def empty(self):
         directory = self.work / "empty"
@@ -137,27 +154,29 @@ class Torture:
 
     def errors(self):
         """Errors at every system call, once and from then on."""
-        spared = {"exit_group", "execve", "futex", "rt_sigprocmask", "rt_sigaction"}
+        # Those that cannot fail, and writev, with which the subject reports.
+        spared = {"exit_group", "execve", "futex", "rt_sigprocmask", "rt_sigaction", "writev"}
         if not self.long:
             spared |= {"brk", "mmap", "munmap", "mprotect"}
-        calls = [c for c in self.window(self.fresh()) if c[0] not in spared]
+        calls = self.window(self.fresh())
         errors = ("EIO", "ENOSPC", "EDQUOT", "EACCES", "EINTR", "ENOMEM")
         for error in errors if self.long else ("ENOSPC", "EINTR"):
             for once in (True, False):
-                outcomes = collections.Counter()
-                for call, number, line in calls:
-                    if call == "writev":
-                        continue  # that is how it reports
+                kind = f"{error} {'once' if once else 'from then on'}"
+
+                def fault(call, number, line, error=error, once=once, kind=kind):
                     directory = self.fresh()
                     run = self.run(directory, "2", self.inject(call, number, f"error={error}", once))
-                    what = f"{error} {'once' if once else 'from then on'} at {call} {number} ({line})"
+                    what = f"{kind} at {call} {number} ({line})"
                     allowed = ["1", "2"]
                     if run is not None and run.refused:
                         allowed = ["1"]
                     elif run is not None and not (run.saved or run.failed) and run.code >= 0:
                         self.failures.append(f"{what}: it said nothing: {run} {run.error[-200:]}")
-                    outcomes[self.check(what, directory, allowed, run)] += 1
-                self.report(f"{error} {'once' if once else 'from then on'}", outcomes)
+                    found = self.check(what, directory, allowed, run)
+                    return found if run is None or self.injected() else "missed"
+
+                self.faults(kind, calls, lambda call: call[0] not in spared, fault)
 
     # Disks and rights
 
@@ -234,6 +253,18 @@ class Torture:
             directory = owned(mode, file_mode)
             case(what, outcome, text, directory, self.run(directory, "2", prepare=nobody))
 
+        directory = owned(0o700, 0o640)
+        case("the superuser saving a user's file", "saved", "", directory, self.run(directory, "2"), "2")
+        status = (directory / self.file).stat()
+        if (status.st_uid, status.st_gid, status.st_mode & 0o7777) != (NOBODY, NOBODY, 0o640):
+            self.failures.append(f"the superuser saving a user's file: {status}")
+
+        directory = self.fresh()
+        os.truncate(directory / self.file, 1 << 40)
+        run = self.run(directory, "2")
+        self.expect("a file of a terabyte of nothing", run, "refused", "Can't open")
+        outcomes["old"] += (directory / self.file).stat().st_size == 1 << 40
+
         directory = self.fresh()
         (directory / self.file).unlink()
         (directory / self.file).mkdir()
@@ -263,46 +294,58 @@ class Torture:
         outcomes = collections.Counter()
         for round_number in range(20 if self.long else 5):
             directory = self.fresh()
-            command = [str(self.subject), str(directory), "2"]
-            runs = [subprocess.Popen(command, stdout=subprocess.DEVNULL) for _ in range(12)]
+            runs = [subprocess.Popen([str(self.subject), str(directory), f"process{i}"], stdout=subprocess.PIPE)
+                    for i in range(12)]
             for run in runs[::3]:
                 run.kill()
-            for run in runs:
-                if run.wait(TIMEOUT) not in (0, -signal.SIGKILL):
-                    self.failures.append(f"processes: exit code {run.returncode}")
-            outcomes[self.check(f"processes, round {round_number}", directory, ["2"])] += len(runs)
+            for i, run in enumerate(runs):
+                said = run.communicate(timeout=TIMEOUT)[0].decode()
+                if i % 3 != 0 and (run.returncode != 0 or "saved\n" not in said):
+                    self.failures.append(f"processes: exit code {run.returncode}, {said}")
+            survivors = [f"process{i}" for i in range(12) if i % 3 != 0]
+            found = self.check(f"processes, round {round_number}", directory, survivors)
+            outcomes["LOST" if found == "LOST" else "one of theirs"] += len(runs)
         self.report("processes at once", outcomes)
 
     # Loss of power
 
     def power(self):
         """Loses the power after every step of a save, with what was not forced to the disk."""
-        directory = self.fresh()
-        calls = self.trace(directory, options=["-y", "-xx", "-s", "1000000"])
-        steps = list(disk_steps(calls, str(directory)))
-        outcomes, bad = self.replay(steps)
-        self.failures += bad
-        self.report("loss of power", outcomes)
-        # The replay itself must be able to fail: without the file's fsync a save is not safe.
-        _, found = self.replay([step for step in steps if step[0] != "fsync"])
-        if not found:
-            self.failures.append("loss of power: the replay finds nothing wrong without fsync")
+        base = self.fresh(self.empty())
+        shutil.copytree(self.old, base / "there")
+        for kind, directory, old in (("loss of power, a file there", "there", (self.old / self.file).read_bytes()),
+                                     ("loss of power, a first start", "new/directories", None)):
+            calls = self.trace(base / directory, options=["-y", "-xx", "-s", "1000000"])
+            steps = list(disk_steps(calls, str(base)))
+            outcomes, bad = self.replay(steps, f"{directory}/{self.file}", old)
+            self.failures += bad
+            self.report(kind, outcomes)
+            # The replay itself must be able to fail: without any fsync, or one of a kind, no save is safe.
+            for without in ("file", "directory"):
+                fewer = [step for step in steps if step[:2] != ("fsync", without)]
+                if len(fewer) == len(steps) or not self.replay(fewer, f"{directory}/{self.file}", old)[1]:
+                    self.failures.append(f"{kind}: nothing wrong is found without fsync of a {without}")
+            base = self.fresh(self.empty())
 
-    def replay(self, steps):
-        old = (self.old / self.file).read_bytes()
-        outcomes, bad, known = collections.Counter(), [], {}
+    def replay(self, steps, path, old):
+        outcomes, bad, known = collections.Counter(), [], {None: "none"}
+        before = "none" if old is None else "1"
         saved = False
         for length in range(len(steps) + 1):
             saved = saved or (length > 0 and steps[length - 1][0] == "saved")
-            for content in crash_contents(steps[:length], self.file, old):
+            for content in crash_contents(steps[:length], path, old):
                 if content not in known:
-                    directory = self.fresh()
+                    directory = self.work / "crashed"
+                    directory.mkdir(exist_ok=True)
                     (directory / self.file).write_bytes(content)
-                    known[content] = self.run(directory)
-                loaded = known[content].loaded
-                outcomes[{"1": "old", "2": "new"}.get(loaded, "LOST")] += 1
-                if loaded not in (["2"] if saved else ["1", "2"]):
-                    bad.append(f"loss of power after step {length} {steps[length - 1][:2]}: {known[content]}")
+                    known[content] = self.run(directory).loaded
+                    shutil.rmtree(directory)
+                loaded = known[content]
+                # A start saves what it has found, so "nothing" may have become an empty file.
+                allowed = ["2"] if saved else [before, "2"]
+                outcomes[("new" if loaded == "2" else "old") if loaded in allowed else "LOST"] += 1
+                if loaded not in allowed:
+                    bad.append(f"loss of power after step {length} ({steps[length - 1][0]}): loaded {loaded}")
         return outcomes, bad
 
     # Bytes
@@ -341,67 +384,89 @@ def decode(text):
     return bytes.fromhex(text.replace("\\x", ""))
 
 
-def disk_steps(calls, directory):
-    """What a run does to the files of a directory, in order: ("create", file), ("write", file, bytes),
-    ("fsync", file or ""), ("rename", file, file), ("unlink", file), ("saved",)."""
-    def inside(path):
-        return path.startswith(directory + "/") or path == directory
+def disk_steps(calls, base):
+    """What a run does to the files below a directory, in order: ("mkdir", path), ("create", path),
+    ("write", path, bytes), ("fsync", "file" or "directory", path), ("rename", path, path),
+    ("unlink", path), ("saved",). Paths are relative to it."""
+    def relative(path):
+        return os.path.relpath(path, base) if path.startswith(base) else None
 
     for call, _, line in calls:
-        strings = [decode(s).decode(errors="replace") if not call.startswith("write") else decode(s)
-                   for s in re.findall(r'"((?:\\x[0-9a-f]{2})*)"', line)]
+        raw = [decode(s) for s in re.findall(r'"((?:\\x[0-9a-f]{2})*)"', line)]
+        paths = [] if call.startswith("write") else [relative(s.decode(errors="replace")) for s in raw]
         handle = re.search(r"\((\d+)<((?:\\x[0-9a-f]{2})+)>", line)
-        path = decode(handle[2]).decode(errors="replace") if handle else ""
+        opened = relative(decode(handle[2]).decode(errors="replace")) if handle else None
         if re.search(r"= -1 \w+", line):
             continue
-        name = os.path.relpath(path, directory) if inside(path) else None
-        if call == "openat" and "O_CREAT" in line and strings and inside(strings[0]):
-            yield "create", os.path.relpath(strings[0], directory)
-        elif call == "write" and name:
-            written = int(line.rsplit("=", 1)[1])
-            yield "write", name, strings[0][:written]
-        elif call == "writev" and strings == [b"saved\n"]:
+        if call == "writev" and raw == [b"saved\n"]:
             yield ("saved",)
-        elif call in ("fsync", "fdatasync") and name:
-            yield "fsync", "" if name == "." else name
-        elif call in ("rename", "renameat", "renameat2") and inside(strings[0]):
-            yield ("rename", *(os.path.relpath(s, directory) for s in strings[:2]))
-        elif call in ("unlink", "unlinkat") and inside(strings[0]):
-            yield "unlink", os.path.relpath(strings[0], directory)
+        elif call == "write" and opened:
+            yield "write", opened, raw[0][:int(line.rsplit("=", 1)[1])]
+        elif call in ("fsync", "fdatasync") and opened:
+            yield "fsync", "file" if ".saving-" in opened else "directory", opened
+        elif not paths or not paths[0]:
+            continue
+        elif call == "mkdir":
+            yield "mkdir", paths[0]
+        elif call == "openat" and "O_CREAT" in line:
+            yield "create", paths[0]
+        elif call in ("rename", "renameat", "renameat2"):
+            yield "rename", paths[0], paths[1]
+        elif call in ("unlink", "unlinkat"):
+            yield "unlink", paths[0]
 
 
-def crash_contents(steps, name, old):
-    """What the register file may hold after these steps and a loss of power.
+def crash_contents(steps, path, old):
+    """What the register file may hold after these steps and a loss of power; None for no file.
 
-    Changes of names reach the disk in order, but any number of the last ones that no fsync of the
-    directory has forced may be missing. Of a file's bytes that no fsync has forced, none, a half or
-    all may be there.
+    The changes of the names in a directory reach the disk in order, but any number of the last ones that
+    no fsync of that directory has forced may be missing. Of a file's bytes that no fsync has forced,
+    none, a half or all may be there.
     """
-    files = [{"bytes": old, "durable": old}]
-    names, history = {name: 0}, [{name: 0}]  # history: what the names may be, the oldest first
+    files = {0: [old or b"", old or b""]}  # by number: the bytes, and those that were forced
+    names = {} if old is None else {path: 0}
+    durable, pending = dict(names), collections.defaultdict(list)
+
+    def change(where, changed):
+        pending[os.path.dirname(where) or "."].append(changed)
+        for name, file in changed.items():
+            names.pop(name, None)
+            if file is not None:
+                names[name] = file
+
     for step in steps:
-        if step[0] == "create":
-            files.append({"bytes": b"", "durable": b""})
-            names = {**names, step[1]: len(files) - 1}
-            history.append(names)
+        if step[0] == "mkdir":
+            change(step[1], {step[1]: -1})
+        elif step[0] == "create":
+            files[len(files)] = [b"", b""]
+            change(step[1], {step[1]: len(files) - 1})
         elif step[0] == "write":
-            files[names[step[1]]]["bytes"] += step[2]
+            files[names[step[1]]][0] += step[2]
         elif step[0] == "rename":
-            names = {other: file for other, file in names.items() if other != step[1]} | {step[2]: names[step[1]]}
-            history.append(names)
+            change(step[1], {step[1]: None, step[2]: names[step[1]]})
         elif step[0] == "unlink":
-            names = {other: file for other, file in names.items() if other != step[1]}
-            history.append(names)
-        elif step[0] == "fsync" and step[1]:
-            file = files[names[step[1]]]
-            file["durable"] = file["bytes"]
+            change(step[1], {step[1]: None})
+        elif step[:2] == ("fsync", "file"):
+            file = files[names[step[2]]]
+            file[1] = file[0]
         elif step[0] == "fsync":
-            history = [names]
+            for forced in pending.pop(step[2], []):
+                durable.update(forced)
+
     contents = set()
-    for possible in history:
-        file = files[possible[name]]
-        for extra in (0, (len(file["bytes"]) - len(file["durable"])) // 2, len(file["bytes"])):
-            contents.add(file["bytes"][:len(file["durable"]) + extra])
+    for kept in itertools.product(*(range(len(changes) + 1) for changes in pending.values())):
+        state = dict(durable)
+        for count, changes in zip(kept, pending.values()):
+            for survived in changes[:count]:
+                state.update(survived)
+        parents = [p for p in map(str, Path(path).parents) if p != "."]
+        reachable = all(old is not None or state.get(parent) is not None for parent in parents)
+        if not reachable or state.get(path) is None:
+            contents.add(None)
+            continue
+        written, forced = files[state[path]]
+        for extra in (0, (len(written) - len(forced)) // 2, len(written)):
+            contents.add(written[:len(forced) + extra])
     return contents
 
 
