@@ -25,14 +25,14 @@ bool startRegister(const std::string &installation, const std::string &home) {
 //! [start]
 
 //! [properties]
-const Property<QString> theme("ui/theme", "light");
+const Property<QString> theme("ui/theme", QStringLiteral("light"));
 const Property<std::vector<double>> zoomLevels("ui/zoom-levels", {0.5, 1, 2});
 const Property<bool> firstStart("session/first-start", true, TempScope);
 
 void properties() {
     std::cout << theme.value().toStdString() << "\n"; // user, global, temp or default
-    theme.set("dark");                                // into the user scope
-    if (theme.isSet() && theme.origin() == UserScope)
+    theme.set(QStringLiteral("dark"));                // into the user scope
+    if (theme.origin() == UserScope)
         theme.reset(); // the installation's theme, or the default, shows through
     zoomLevels.set({0.25, 1, 4});
     firstStart.set(false); // gone when the process ends
@@ -53,8 +53,8 @@ private:
 
 void subscriptions() {
     Editor editor;
-    editor.choose("solarized");
-    theme.set("dark"); // prints "ui/theme has changed"
+    editor.choose(QStringLiteral("solarized"));
+    theme.set(QStringLiteral("dark")); // prints "ui/theme has changed"
 }
 
 //! [groups]
