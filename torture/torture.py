@@ -109,11 +109,11 @@ class Torture:
                 calls.append((match[1], seen[match[1]], line))
         return calls
 
-    def window(self, directory):
-        """The calls from the first that names the directory on, or all of them in the long form."""
+    def window(self, directory, whole=False):
+        """The calls from the first that names the directory on, or all of them."""
         calls = self.trace(directory)
         named = [i for i, call in enumerate(calls) if f'"{directory}' in call[2] and call[0] != "execve"]
-        return calls if self.long else calls[named[0]:]
+        return calls if whole else calls[named[0]:]
 
     def inject(self, call, number, fault, once=True):
         when = f"{number}" if once else f"{number}+"
@@ -144,7 +144,7 @@ class Torture:
                 found = self.check(f"{kind} at {call} {number} ({line})", directory, allowed, run)
                 return found if run is None or run.code == -signal.SIGKILL else "missed"
 
-            calls = self.window(self.fresh(source))
+            calls = self.window(self.fresh(source), whole=self.long)
             self.faults(kind, calls, lambda call: call[0] not in ("exit_group", "execve"), fault)
 
     def empty(self):
@@ -153,11 +153,12 @@ class Torture:
         return directory
 
     def errors(self):
-        """Errors at every system call, once and from then on."""
-        # Those that cannot fail, and writev, with which the subject reports.
-        spared = {"exit_group", "execve", "futex", "rt_sigprocmask", "rt_sigaction", "writev"}
+        """Errors at every system call of start, save and exit, once and from then on."""
+        # Those that cannot fail (brk does not return an error code: the C library would take one for an
+        # address), and writev, with which the subject reports.
+        spared = {"exit_group", "execve", "futex", "rt_sigprocmask", "rt_sigaction", "brk", "writev"}
         if not self.long:
-            spared |= {"brk", "mmap", "munmap", "mprotect"}
+            spared |= {"mmap", "munmap", "mprotect"}
         calls = self.window(self.fresh())
         errors = ("EIO", "ENOSPC", "EDQUOT", "EACCES", "EINTR", "ENOMEM")
         for error in errors if self.long else ("ENOSPC", "EINTR"):
