@@ -52,17 +52,14 @@ void _Register::addCallback(const std::string &key, Callback *callback) {
 
 void _Register::removeCallback(Callback *callback) {
     const Lock lock(*_mutex);
-    if (!_living)
-        return;
-    auto &callbacks = _living->_callbacks;
-    for (auto entry = callbacks.begin(); entry != callbacks.end();) {
+    for (auto entry = _callbacks.begin(); entry != _callbacks.end();) {
         if (entry->second != callback) {
             ++entry;
-        } else if (_living->_walks == 0) {
-            entry = callbacks.erase(entry);
+        } else if (_walks == 0) {
+            entry = _callbacks.erase(entry);
         } else {
             (entry++)->second = nullptr;
-            _living->_haveRemoved = true;
+            _haveRemoved = true;
         }
     }
 }

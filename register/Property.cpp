@@ -67,7 +67,7 @@ Subscription &Subscription::operator=(Subscription &&other) noexcept {
 
 Subscription::~Subscription() {
     if (_receiver)
-        _Register::removeCallback(_receiver.get());
+        initializedRegister().removeCallback(_receiver.get());
 }
 
 PropertyHandle::PropertyHandle(const std::string &name, filesystem::FileSystem::FileSystemMode mode,

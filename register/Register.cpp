@@ -22,12 +22,16 @@ std::string _Register::_TempRegisterPath = "/temp/";
 std::string _Register::_GlobalRegisterPath;
 std::string _Register::_UserRegisterPath;
 bool _Register::_haveGlobalRegister = false;
-_Register *_Register::_living = nullptr;
 
 _Register &_Register::getInstance() {
     const Lock lock(*_mutex);
-    static _Register _reg;
-    return _reg;
+    // Never freed: threads, and destructors of other static objects, may still use the register
+    // when the process ends, and find a tree that is no longer saved.
+    static _Register *const _reg = new _Register;
+    static const struct AtExit {
+        ~AtExit() { _reg->end(); }
+    } atExit;
+    return *_reg;
 }
 
 _Register::_Register() {
@@ -35,18 +39,19 @@ _Register::_Register() {
     mkdir(QStringLiteral("/user/"));
     mkdir(QStringLiteral("/temp/"));
     load();
-    _living = this;
 }
 
-_Register::~_Register() {
-    // Never released: threads that still run wait here for the end of the process instead of
-    // walking a tree that is gone.
-    _mutex->lock();
+_Register::~_Register() = default;
+
+/// The end of the process: the last save, after which nobody is told of anything.
+void _Register::end() noexcept {
+    const Lock lock(*_mutex);
     try {
         save();
     } catch (...) { // there is nobody left to tell
     }
-    _living = nullptr;
+    _callbacks.clear();
+    _changedProperties.clear();
 }
 
 void _Register::initialize(const std::string &globalPath, const std::string &userPath) {

@@ -109,8 +109,8 @@ public:
     static void initialize(const std::string &globalPath, const std::string &userPath);
 
     /// The register. The first call constructs it and loads its files; it throws what `initialize`
-    /// throws for them, and the next call tries again. At exit the user scope is saved, and threads
-    /// that still use the register wait for the process to end.
+    /// throws for them, and the next call tries again. At exit the user scope is saved and the
+    /// callbacks are dropped; threads that still run may use the register, which no longer saves.
     static _Register &getInstance();
 
     /// Reads the register files into the tree, over what the global and the user scope hold;
@@ -240,9 +240,8 @@ public:
     /// has yet to come to.
     void addCallback(const std::string &key, Callback *callback);
     /// Removes the callback from all its keys. It is not called again, also not by a walk that is
-    /// under way, so it may be destroyed when this returns. May be called when there is no
-    /// register, as the destructor of a static object does.
-    static void removeCallback(Callback *callback);
+    /// under way, so it may be destroyed when this returns.
+    void removeCallback(Callback *callback);
 
     /// Marks a name as changed, whether it exists or not, and tells the callbacks.
     void markAsChanged(void *sender, const std::string &name);
@@ -257,9 +256,8 @@ public:
 private:
     _Register();
     ~_Register() override;
+    void end() noexcept;
 
-    /// The instance while it lives, else null; guarded by `*_mutex`.
-    static _Register *_living;
     static constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
 
     static std::string_view rootOf(RegisterScope scope);

@@ -120,7 +120,7 @@ TEST(Notification, aCallbackThatItsOwnerRemovesIsNotCalled) {
     struct Leaving : _Register::Callback {
         void propertyChanged(const std::string &) override { ADD_FAILURE(); }
         void *owner() override {
-            _Register::removeCallback(this);
+            _Register::getInstance().removeCallback(this);
             return this;
         }
     } leaving;
