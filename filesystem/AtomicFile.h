@@ -1,13 +1,11 @@
 #pragma once
 
+#include "filesystem/Posix.h"
+
 #include <string>
 #include <string_view>
 
 namespace filesystem {
-
-/// Forces the names in an open directory to the disk; false with `errno` when that fails. Some file
-/// systems cannot do this, which is no failure: there is nothing more to be done.
-bool syncDirectory(int directory);
 
 /// Replaces a file on disk as a whole: after `commit`, and after a crash or a loss of power at any
 /// moment, the file is the whole old one or the whole new one.
@@ -29,32 +27,34 @@ public:
     AtomicFile(const AtomicFile &) = delete;
     AtomicFile &operator=(const AtomicFile &) = delete;
 
-    /// Creates the temporary file. False when that failed; `error` says why.
+    /// Creates the temporary file. False, with `errno`, when that failed; `stage` says at what.
     bool open();
-    /// Puts `bytes` in the place of the file's content, once. False when that failed; `error` says
-    /// why. The file is the old one then, except where only the last step failed, forcing the
-    /// directory to the disk: there it is the new one, but a loss of power may bring the old one
-    /// back.
+    /// Puts `bytes` in the place of the file's content, once. False, with `errno`, when that
+    /// failed; `stage` says at what. The file is the old one then, except where only the last step
+    /// failed, forcing the directory to the disk: there it is the new one, but a loss of power may
+    /// bring the old one back.
     bool commit(std::string_view bytes);
 
-    /// What failed and what the system said, after the path; empty when nothing has failed.
-    const std::string &error() const { return _error; }
+    /// The file that is replaced; once `open` has followed links, where they lead to.
+    const std::string &path() const { return _path; }
+    /// What was being done when `open` or `commit` failed.
+    const char *stage() const { return _stage; }
 
 private:
-    bool fail(const char *stage);
+    bool check(bool done, const char *stage);
     bool followLinks();
+    bool openDirectory();
     bool createTemporary();
     bool takeOverAttributes();
+    bool takeName();
     void removeLeftovers() const;
-    bool writeAll(std::string_view bytes);
-    void drop();
 
-    std::string _path; ///< where links lead to, once `open` has followed them
+    std::string _path;
     std::string _directory;
     std::string _temporary; ///< empty when there is none
-    std::string _error;
-    int _file = -1;
-    int _directoryFile = -1;
+    const char *_stage = "";
+    posix::Descriptor _directoryFile;
+    posix::Descriptor _file;
 };
 
 } // namespace filesystem

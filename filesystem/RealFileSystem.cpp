@@ -1,8 +1,7 @@
 #include "filesystem/RealFileSystem.h"
 
 #include "filesystem/AtomicFile.h"
-#include "filesystem/Interrupted.h"
-#include "filesystem/ListDirectory.h"
+#include "filesystem/Posix.h"
 #include "filesystem/RAMFileSystem.h"
 #include "filesystem/RegisterFormat.h"
 #include "filesystem/Utf8.h"
@@ -17,9 +16,7 @@
 #include <vector>
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace filesystem {
 
@@ -33,78 +30,11 @@ bool isSystemName(const QString &component) {
            component.isValidUtf16();
 }
 
-/// Forces the name of a new directory to the disk, where its parent may be read.
-bool syncParent(const std::string &directory) {
-    const int parent = ::open((directory + "/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (parent == -1)
-        return true;
-    const bool synced = syncDirectory(parent);
-    ::close(parent);
-    return synced;
-}
-
-/// Creates a directory and its missing parents, and forces each to the disk; false with `errno`
-/// when that fails.
-bool makePath(const std::string &path) {
-    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-        const std::string directory = path.substr(0, end);
-        const bool isNew = ::mkdir(directory.c_str(), privateDirectory) == 0;
-        if (!isNew && errno != EEXIST)
-            return false;
-        if (isNew && !syncParent(directory))
-            return false;
-        if (end == std::string::npos)
-            return true;
-    }
-}
-
-class File {
-public:
-    explicit File(const std::string &path)
-        : _descriptor(retryInterrupted(
-              [&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); })) {}
-    ~File() {
-        if (_descriptor != -1)
-            ::close(_descriptor);
-    }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-
-    /// The whole content; false with `errno` when the file is not open, not regular or too large,
-    /// or when reading fails.
-    bool readAll(std::string &content) const {
-        struct stat status = {};
-        if (_descriptor == -1 || ::fstat(_descriptor, &status) == -1)
-            return false;
-        const auto expected = static_cast<std::size_t>(status.st_size);
-        if (!S_ISREG(status.st_mode) || expected > registerFormat::maxFileSize) {
-            errno = S_ISREG(status.st_mode) ? EFBIG : S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-            return false;
-        }
-        content.resize(expected + 1); // one more, so that the end shows in the first read
-        for (std::size_t length = 0;;) {
-            const ssize_t count = retryInterrupted(
-                [&] { return ::read(_descriptor, &content[length], content.size() - length); });
-            if (count == -1)
-                return false;
-            length += static_cast<std::size_t>(count);
-            if (count == 0) {
-                content.resize(length);
-                return true;
-            }
-            if (length == content.size())
-                content.resize(2 * length);
-        }
-    }
-
-private:
-    int _descriptor;
-};
-
 class WriteHandle : public FileHandle {
 public:
     WriteHandle(const QString &name, const std::string &path) : FileHandle(name), _file(path) {}
-    AtomicFile &file() { return _file; }
+    const AtomicFile &file() const { return _file; }
+    bool open() { return _file.open(); }
 
 protected:
     bool commit() override { return _file.commit(bytes()); }
@@ -163,7 +93,7 @@ std::string RealFileSystem::toSystemPath(const QString &path) const {
 std::set<DirEntry> RealFileSystem::getFileList(const QString &path) const {
     const std::string directory = toSystemPath(path);
     std::vector<std::string> names;
-    listDirectory(directory, names);
+    posix::listDirectory(directory, names);
     std::set<DirEntry> entries;
     for (const std::string &name : names) {
         std::error_code unknown;
@@ -213,7 +143,7 @@ bool RealFileSystem::fail(std::string path, const char *stage) {
 bool RealFileSystem::openForReading(const QString &path, FileHandle **handle) {
     const std::string target = toSystemPath(path);
     std::string content;
-    if (!File(target).readAll(content))
+    if (!posix::readAll(target, registerFormat::maxFileSize, content))
         return fail(target, "reading");
     *handle = new FileHandle(QString::fromStdString(target), std::move(content));
     return true;
@@ -227,13 +157,11 @@ bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
                                        ": no file can have this name";
         return false;
     }
-    if (!makePath(toSystemPath(QString())))
+    if (!posix::makePath(toSystemPath(QString()), privateDirectory))
         return fail(_root.toStdString(), "creating the directory");
     auto writer = std::make_unique<WriteHandle>(QString::fromStdString(target), target);
-    if (!writer->file().open()) {
-        _error = writer->file().error();
-        return false;
-    }
+    if (!writer->open())
+        return fail(writer->file().path(), writer->file().stage());
     *handle = writer.release();
     return true;
 }
@@ -244,7 +172,7 @@ bool RealFileSystem::close(FileHandle *handle) {
     if (handle && commit(*handle))
         return true;
     if (auto *writer = dynamic_cast<WriteHandle *>(handle))
-        _error = writer->file().error();
+        return fail(writer->file().path(), writer->file().stage());
     return false;
 }
 
@@ -287,7 +215,7 @@ bool RealFileSystem::serialize(const QString &path, FileHandle &handle) const {
         std::error_code error;
         std::vector<std::string> names;
         return (directory == path || !std::filesystem::is_symlink(name, error)) &&
-               listDirectory(name, names);
+               posix::listDirectory(name, names);
     };
     return isDirectory(path) && copyContent(source, path, memory, QString(), isReadable) &&
            memory.serialize(handle);
