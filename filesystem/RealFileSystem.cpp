@@ -30,9 +30,9 @@ bool isSystemName(const QString &component) {
            component.isValidUtf16();
 }
 
-class WriteHandle : public FileHandle {
+class DiskWriter : public FileHandle {
 public:
-    WriteHandle(const QString &name, const std::string &path) : FileHandle(name), _file(path) {}
+    DiskWriter(const QString &name, const std::string &path) : FileHandle(name), _file(path) {}
     const AtomicFile &file() const { return _file; }
     bool open() { return _file.open(); }
 
@@ -159,7 +159,7 @@ bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
     }
     if (!posix::makePath(toSystemPath(QString()), privateDirectory))
         return fail(_root.toStdString(), "creating the directory");
-    auto writer = std::make_unique<WriteHandle>(QString::fromStdString(target), target);
+    auto writer = std::make_unique<DiskWriter>(QString::fromStdString(target), target);
     if (!writer->open())
         return fail(writer->file().path(), writer->file().stage());
     *handle = writer.release();
@@ -171,7 +171,7 @@ bool RealFileSystem::close(FileHandle *handle) {
     const std::unique_ptr<FileHandle> owned(handle);
     if (handle && commit(*handle))
         return true;
-    if (auto *writer = dynamic_cast<WriteHandle *>(handle))
+    if (auto *writer = dynamic_cast<DiskWriter *>(handle))
         return fail(writer->file().path(), writer->file().stage());
     return false;
 }

@@ -9,7 +9,7 @@ namespace utils::properties {
 
 namespace {
 
-std::string toUtf8(const std::string &name, const QString &text) {
+std::string toUtf8OrThrow(const std::string &name, const QString &text) {
     if (!text.isValidUtf16())
         throw Exception("The text for " + name + " is not valid UTF-16.");
     return text.toStdString();
@@ -98,7 +98,7 @@ QString Storage<QString>::load(const Stored &stored) {
 
 void Storage<QString>::write(_Register &reg, void *sender, const std::string &name,
                              const QString &value, RegisterScope scope) {
-    reg._writeString(sender, name, toUtf8(name, value), scope);
+    reg._writeString(sender, name, toUtf8OrThrow(name, value), scope);
 }
 
 QStringList Storage<QStringList>::load(const Stored &stored) {
@@ -114,7 +114,7 @@ void Storage<QStringList>::write(_Register &reg, void *sender, const std::string
     std::vector<std::string> texts;
     texts.reserve(static_cast<std::size_t>(value.size()));
     for (const QString &text : value)
-        texts.push_back(toUtf8(name, text));
+        texts.push_back(toUtf8OrThrow(name, text));
     reg._writeStrings(sender, name, texts, scope);
 }
 
