@@ -32,15 +32,15 @@ bool isSystemName(const QString &component) {
 
 class DiskWriter : public FileHandle {
 public:
-    DiskWriter(const QString &name, const std::string &path) : FileHandle(name), _file(path) {}
-    const AtomicFile &file() const { return _file; }
-    bool open() { return _file.open(); }
+    DiskWriter(const QString &name, std::unique_ptr<AtomicFile> file)
+        : FileHandle(name), _file(std::move(file)) {}
+    const AtomicFile &file() const { return *_file; }
 
 protected:
-    bool commit() override { return _file.commit(bytes()); }
+    bool commit() override { return _file->commit(bytes()); }
 
 private:
-    AtomicFile _file;
+    std::unique_ptr<AtomicFile> _file;
 };
 
 /// Copies what is below a directory of one file system into a directory of another, which is empty.
@@ -134,9 +134,9 @@ bool RealFileSystem::open(const QString &path, FileHandle **handle, FileSystemMo
 }
 
 /// Keeps what failed, and why: the system's `errno`. Returns false.
-bool RealFileSystem::fail(std::string path, const char *stage) {
+bool RealFileSystem::fail(const std::string &path, const char *stage) {
     const std::string reason = std::generic_category().message(errno);
-    _error = std::move(path) + ": " + stage + ": " + reason;
+    _error = path + ": " + stage + ": " + reason;
     return false;
 }
 
@@ -149,21 +149,38 @@ bool RealFileSystem::openForReading(const QString &path, FileHandle **handle) {
     return true;
 }
 
-bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
+/// A file that is ready to be committed; null when that failed, and then `error` says why.
+std::unique_ptr<AtomicFile> RealFileSystem::startReplacing(const QString &path) {
     const std::string target = toSystemPath(path);
     if (target.empty() || target.back() == '/') {
         _error = _root.isEmpty() ? "There is no directory to write in."
                                  : (_root + QLatin1Char('/') + path).toStdString() +
                                        ": no file can have this name";
-        return false;
+        return nullptr;
     }
+    auto file = std::make_unique<AtomicFile>(target);
     if (!posix::makePath(toSystemPath(QString()), privateDirectory))
-        return fail(_root.toStdString(), "creating the directory");
-    auto writer = std::make_unique<DiskWriter>(QString::fromStdString(target), target);
-    if (!writer->open())
-        return fail(writer->file().path(), writer->file().stage());
-    *handle = writer.release();
+        fail(_root.toStdString(), "creating the directory");
+    else if (!file->open())
+        fail(file->path(), file->stage());
+    else
+        return file;
+    return nullptr;
+}
+
+bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
+    auto file = startReplacing(path);
+    if (!file)
+        return false;
+    const QString name = QString::fromStdString(toSystemPath(path));
+    *handle = new DiskWriter(name, std::move(file));
     return true;
+}
+
+bool RealFileSystem::replace(const QString &path, std::string_view content) {
+    _error.clear();
+    const auto file = startReplacing(path);
+    return file && (file->commit(content) || fail(file->path(), file->stage()));
 }
 
 bool RealFileSystem::close(FileHandle *handle) {
