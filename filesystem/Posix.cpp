@@ -52,6 +52,10 @@ bool readAll(const std::string &path, std::size_t limit, std::string &content) {
         if (count == -1)
             return false;
         length += static_cast<std::size_t>(count);
+        if (length > limit) {
+            errno = EFBIG;
+            return false;
+        }
         if (count == 0) {
             content.resize(length);
             return true;
