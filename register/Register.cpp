@@ -2,6 +2,7 @@
 
 #include "filesystem/RealFileSystem.h"
 #include "filesystem/Utf8.h"
+#include "register/Callbacks.h"
 #include "register/Lock.h"
 
 #include <memory>
@@ -34,7 +35,7 @@ _Register &_Register::getInstance() {
     return *_reg;
 }
 
-_Register::_Register() {
+_Register::_Register() : _callbacks(std::make_unique<Callbacks>()) {
     mkdir(QStringLiteral("/global"));
     mkdir(QStringLiteral("/user/"));
     mkdir(QStringLiteral("/temp/"));
@@ -50,7 +51,7 @@ void _Register::end() noexcept {
         save();
     } catch (...) { // there is nobody left to tell
     }
-    _callbacks.clear();
+    _callbacks->clear();
     _changedProperties.clear();
 }
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -18,6 +18,8 @@ class recursive_mutex;
 }
 
 namespace utils::properties {
+
+class Callbacks;
 
 /// Where a property lives. A read takes the first of user, global and temp that holds its name.
 enum RegisterScope : std::int32_t {
@@ -272,16 +274,10 @@ private:
     bool replaceValue(const std::string &name, RegisterScope scope, std::string &bytes);
     template <class Change>
     void change(void *sender, const std::string &name, Change makeChange);
-    bool hasCallbackFor(const std::string &name) const;
-    void report(void *sender, const std::string &name);
 
     // Guarded by `*_mutex`, like the tree.
     std::set<std::string> _changedProperties;
-    /// A callback removed during a walk leaves a null pointer, which the outermost walk clears
-    /// away.
-    std::multimap<std::string, Callback *, std::less<>> _callbacks;
-    int _walks = 0; ///< walks under way on this thread, one inside the other
-    bool _haveRemoved = false;
+    std::unique_ptr<Callbacks> _callbacks;
     mutable std::string _saveError;
 };
 

@@ -1,3 +1,4 @@
+#include "register/Callbacks.h"
 #include "register/Lock.h"
 #include "register/Register.h"
 #include "register/Value.h"
@@ -108,7 +109,7 @@ INSTANTIATE(std::vector<bool>)
 template <class Change>
 void _Register::change(void *sender, const std::string &name, Change makeChange) {
     std::set<std::string> changed;
-    if (!_changedProperties.empty() || hasCallbackFor(name))
+    if (!_changedProperties.empty() || _callbacks->hears(name))
         changed.insert(name);
     makeChange();
     if (changed.empty())

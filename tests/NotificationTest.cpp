@@ -1,6 +1,11 @@
 // Who is told of what, in which order, and what callbacks may do meanwhile.
+#include "register/Callbacks.h"
 #include "tests/Support.h"
 
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
 #include <stdexcept>
 
 using namespace testing_support;
@@ -152,6 +157,50 @@ TEST(Notification, callbacksMayComeAndGoDuringAWalk) {
     told.clear();
     reg.markAsChanged(&told, "g/p");
     EXPECT_EQ(told, (Told{"sameKey:g/p", "nextKey:g/p", "last:g/p"}));
+}
+
+TEST(Notification, callbacksAreFoundUnderAnyKeys) {
+    Told told;
+    std::vector<std::unique_ptr<Recorder>> recorders;
+    for (int i = 0; i < 500; ++i)
+        recorders.push_back(std::make_unique<Recorder>(told, std::to_string(i)));
+    std::mt19937 random(1);
+    const std::string parts[] = {"/", "/", "a", "b", std::string(100, 'c')};
+    const auto anyKey = [&] {
+        std::string key;
+        for (auto count = random() % 9; count > 0; --count)
+            key += parts[random() % 5];
+        return key;
+    };
+    Callbacks callbacks;
+    std::vector<std::pair<std::string, std::size_t>> model; // in the order of registration
+    for (int step = 0; step < 4000; ++step) {
+        const std::size_t who = random() % recorders.size();
+        const std::string key = anyKey();
+        const std::string name = model.empty() ? key : model[random() % model.size()].first + key;
+        if (random() % 10 < (step / 1000 % 2 == 0 ? 1 : 8)) { // fewer, then more than are added
+            callbacks.remove(recorders[who].get());
+            const auto isGone = [who](auto &entry) { return entry.second == who; };
+            model.erase(std::remove_if(model.begin(), model.end(), isGone), model.end());
+        } else {
+            callbacks.add(key, recorders[who].get());
+            if (std::find(model.begin(), model.end(), std::pair(key, who)) == model.end())
+                model.emplace_back(key, who);
+        }
+        std::map<std::size_t, Told, std::greater<>> expected; // by the length of the key
+        for (const auto &[known, listener] : model)
+            if (name == known || (known == "/" && name[0] == '/') ||
+                name.substr(0, known.size() + 1) == known + "/")
+                expected[known.size()].push_back(std::to_string(listener) + ":" + name);
+        expected.erase(0); // under the empty key nothing is told
+        told.clear();
+        EXPECT_EQ(callbacks.hears(name), !expected.empty()) << name;
+        callbacks.tell(&told, name);
+        Told inOrder;
+        for (const auto &[length, ofKey] : expected)
+            inOrder.insert(inOrder.end(), ofKey.begin(), ofKey.end());
+        ASSERT_EQ(told, inOrder);
+    }
 }
 
 } // namespace
