@@ -1,0 +1,275 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <malloc.h>
+
+/// The workload of the comparison. Every store runs it in a program of its own, one after the other
+/// in each round, because two major versions of Qt cannot share a process (ours and KConfig's), and
+/// because no store then finds the heap that another one left. bench/compare.py runs the programs
+/// and compares what they report.
+namespace bench {
+
+using Clock = std::chrono::steady_clock;
+
+inline void require(bool holds, const char *what) {
+    if (holds)
+        return;
+    std::fprintf(stderr, "failed: %s\n", what);
+    std::_Exit(1);
+}
+
+inline void report(const char *name, double value) {
+    std::printf("%s %.10g\n", name, value);
+}
+
+template <class Work>
+double milliseconds(Work work) {
+    const auto start = Clock::now();
+    work();
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+inline double median(std::vector<double> samples) {
+    std::sort(samples.begin(), samples.end());
+    return samples[samples.size() / 2];
+}
+
+/// The median of what five calls return, or fewer once a second has passed.
+template <class Sample>
+double medianOf(Sample sample) {
+    std::vector<double> samples;
+    const auto end = Clock::now() + std::chrono::seconds(1);
+    do {
+        samples.push_back(sample());
+    } while (samples.size() < 5 && Clock::now() < end);
+    return median(samples);
+}
+
+/// The bytes in use as malloc counts them, its own overhead included.
+inline double heap() {
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+/// A size in bytes that the kernel keeps of this process: "VmRSS:" now, "VmHWM:" at most.
+inline double memory(const std::string &field) {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;)
+        if (word == field && status >> word)
+            return std::stod(word) * 1024;
+    return 0;
+}
+
+/// Twenty properties to a group.
+inline std::string nameOf(int i, const char *leaf = "property") {
+    char name[64];
+    std::snprintf(name, sizeof name, "application/group%05d/%s%02d", i / 20, leaf, i % 20);
+    return name;
+}
+
+inline int valueOf(int i, int generation) {
+    return (i * 31 + generation * 7) % 1000000;
+}
+
+/// Ten characters: longer than every value above, in text and in binary.
+inline std::string textOf(int i) {
+    char text[32];
+    std::snprintf(text, sizeof text, "text%06d", i);
+    return text;
+}
+
+inline std::vector<int> shuffled(int count) {
+    std::vector<int> order;
+    for (int i = 0; i < count; ++i)
+        order.push_back(i);
+    std::shuffle(order.begin(), order.end(), std::mt19937(20));
+    return order;
+}
+
+/// Nanoseconds for one of `count` steps of a pass. A sample has at least 100,000 steps.
+template <class Pass>
+double perStep(int count, Pass pass) {
+    const int passes = std::max(1, 100000 / count);
+    const auto sample = [&] {
+        for (int i = 0; i < passes; ++i)
+            pass();
+    };
+    return medianOf([&] { return milliseconds(sample) * 1e6 / passes / count; });
+}
+
+/// What holds for most stores.
+struct FileStore {
+    static constexpr bool hasFile = true;
+    static constexpr bool isThreadSafe = false;
+    void discard() {} ///< ends the run without a save
+};
+
+/// A store has `Key` and `Key key(name)`, a constructor that loads what is in a directory, `read`,
+/// `write`, `readText` and `writeText` by key, and `save`, which returns when the disk has it all.
+template <class Store>
+class Workload {
+public:
+    Workload(std::string directory, int count)
+        : _directory(std::move(directory)), _order(shuffled(count)) {
+        for (const int i : _order)
+            _keys.push_back(Store::key(nameOf(i)));
+    }
+
+    /// Makes the file.
+    void fill() {
+        open();
+        create();
+        _store->save();
+    }
+
+    /// Finds the values of the generation before and leaves those of this one.
+    void run(int generation) {
+        load(generation - 1);
+        report("read", perStep(count(), [&] { readAll(generation - 1); }));
+        if constexpr (Store::isThreadSafe)
+            report("threads", medianOf([&] { return readFromThreads(8); }));
+        int value = 0;
+        report("write", perStep(count(), [&] {
+                   for (const Key &key : _keys)
+                       _store->write(key, ++value);
+               }));
+        for (std::size_t at = 0; at < _keys.size(); ++at)
+            _store->write(_keys[at], valueOf(_order[at], generation));
+        check(generation);
+        if constexpr (Store::hasFile)
+            save(generation);
+        grow();
+    }
+
+    void open() { _store = new Store(_directory); } // never destroyed, so that it does not save
+    Store &store() { return *_store; }
+
+    void check(int generation) {
+        for (std::size_t at = 0; at < _keys.size(); ++at)
+            require(_store->read(_keys[at]) == valueOf(_order[at], generation), "a wrong value");
+    }
+
+private:
+    using Key = typename Store::Key;
+
+    int count() const { return static_cast<int>(_order.size()); }
+
+    void create() {
+        for (int i = 0; i < count(); ++i)
+            _store->write(Store::key(nameOf(i)), valueOf(i, 0));
+    }
+
+    void load(int generation) {
+        _heapBefore = heap();
+        _residentBefore = memory("VmRSS:");
+        const double loaded = milliseconds([&] {
+            open();
+            if constexpr (Store::hasFile)
+                require(_store->read(_keys[0]) == valueOf(_order[0], generation), "a wrong value");
+        });
+        if constexpr (!Store::hasFile) {
+            create();
+            for (std::size_t at = 0; at < _keys.size(); ++at)
+                _store->write(_keys[at], valueOf(_order[at], generation));
+        }
+        reportHeap("heap-loaded");
+        report("peak-loaded", memory("VmHWM:") - _residentBefore);
+        const double read = milliseconds([&] { check(generation); });
+        reportHeap("heap-read");
+        if constexpr (Store::hasFile) {
+            report("load", loaded);
+            report("load-all", loaded + read);
+        }
+    }
+
+    void readAll(int generation) {
+        long long sum = 0;
+        for (const Key &key : _keys)
+            sum += _store->read(key);
+        for (const int i : _order)
+            sum -= valueOf(i, generation);
+        require(sum == 0, "a wrong sum");
+    }
+
+    /// Million reads per second of all threads together, each in another part of the order.
+    double readFromThreads(std::size_t threadCount) {
+        constexpr std::size_t steps = 100000;
+        std::vector<std::thread> threads;
+        const double time = milliseconds([&] {
+            for (std::size_t t = 0; t < threadCount; ++t)
+                threads.emplace_back([this, at = t * _keys.size() / threadCount]() mutable {
+                    for (std::size_t i = 0; i < steps; ++i, at = (at + 1) % _keys.size())
+                        require(_store->read(_keys[at]) >= 0, "a wrong value");
+                });
+            for (std::thread &thread : threads)
+                thread.join();
+        });
+        return static_cast<double>(threadCount * steps) / time / 1000;
+    }
+
+    void save(int generation) {
+        _store->save();
+        int value = 0;
+        const auto sample = [&] {
+            _store->write(_keys[0], ++value);
+            return milliseconds([&] { _store->save(); });
+        };
+        report("save", medianOf(sample));
+        report("peak-saved", memory("VmHWM:") - _residentBefore);
+        _store->write(_keys[0], valueOf(_order[0], generation));
+        _store->save();
+    }
+
+    /// Not saved.
+    void grow() {
+        for (std::size_t at = 0; at < _keys.size(); ++at)
+            _store->writeText(_keys[at], textOf(_order[at]));
+        reportHeap("heap-grown");
+        for (std::size_t at = 0; at < _keys.size(); ++at)
+            require(_store->readText(_keys[at]) == textOf(_order[at]), "a wrong text");
+        if constexpr (Store::hasFile)
+            _store->discard();
+    }
+
+    void reportHeap(const char *name) { report(name, (heap() - _heapBefore) / count()); }
+
+    std::string _directory;
+    std::vector<int> _order;
+    std::vector<Key> _keys; ///< made in the order of the visits, so that their own memory is near
+    Store *_store = nullptr;
+    double _heapBefore = 0;
+    double _residentBefore = 0;
+};
+
+/// `PROGRAM fill DIRECTORY COUNT`, `PROGRAM run|check DIRECTORY COUNT GENERATION`. Nothing is
+/// destroyed at the end, so that no store saves there.
+template <class Store>
+[[noreturn]] void runWorkload(int count, char **arguments) {
+    require(count >= 4, "arguments");
+    const std::string what = arguments[1];
+    const int generation = count > 4 ? std::stoi(arguments[4]) : 0;
+    static char output[4096]; // a buffer of the library's would count as the store's heap
+    std::setvbuf(stdout, output, _IOFBF, sizeof output);
+    Workload<Store> workload(arguments[2], std::stoi(arguments[3]));
+    if (what == "fill") {
+        workload.fill();
+    } else if (what == "run") {
+        workload.run(generation);
+    } else {
+        workload.open();
+        workload.check(generation);
+    }
+    std::fflush(stdout);
+    std::_Exit(0);
+}
+
+} // namespace bench

@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+"""Runs the same workload over several settings stores and writes docs/performance.md.
+
+Each store is a program of its own, build/.../bench/bench-STORE (bench/Workload.h says why). The rounds go
+through all stores, so that what else the machine does meets all of them; a ratio is formed within a
+round, and the page shows the medians over the rounds.
+"""
+import argparse
+import collections
+import json
+import shutil
+import statistics
+import subprocess
+import sys
+from pathlib import Path
+
+import page
+
+STORES = ("register", "map", "bytes", "qsettings", "kconfig", "gkeyfile", "propertytree", "lmdb", "sqlite")
+MODES = ("scopes", "callbacks", "numbers", "initialize", "waits")  # of the register alone
+LARGE = 1000000
+
+
+class Results:
+    def __init__(self):
+        self.values = collections.defaultdict(dict)  # (store, metric, count): value by round
+
+    def add(self, store, count, round_number, output):
+        for line in output.splitlines():
+            metric, value = line.split()
+            self.values[store, metric, count][round_number] = float(value)
+
+    def median(self, store, metric, count):
+        values = self.values.get((store, metric, count))
+        return statistics.median(values.values()) if values else None
+
+    def ratios(self, count, upper, lower):
+        """Of each round; `upper` and `lower` turn "what was measured in a round" into a number."""
+        rounds = self.values.get(("register", "read", count), {})
+        return [upper(measured) / lower(measured)
+                for measured in (self.of_round(count, number) for number in rounds)]
+
+    def of_round(self, count, number):
+        return lambda store, metric: self.values[store, metric, count][number]
+
+
+class Comparison:
+    def __init__(self, build, data):
+        self.programs = {store: build / "bench" / f"bench-{store}" for store in STORES}
+        self.programs = {store: path for store, path in self.programs.items() if path.exists()}
+        self.data = data
+        self.results = Results()
+
+    def directory(self, store, count):
+        return self.data / f"{'register' if store == 'bytes' else store}-{count}"
+
+    def run(self, store, what, count, generation):
+        command = [self.programs[store], what, self.directory(store, count), count, generation]
+        done = subprocess.run([str(word) for word in command], stdout=subprocess.PIPE, text=True, check=False)
+        if done.returncode != 0:
+            sys.exit(f"{' '.join(map(str, command))} failed")
+        return done.stdout
+
+    def measure(self, count, rounds):
+        filed = [store for store in self.programs if store not in ("map", "bytes")]
+        for store in filed:
+            self.directory(store, count).mkdir(parents=True)
+            self.run(store, "fill", count, 0)
+        last = {}
+        for number in range(1, rounds + 1):
+            for store in self.programs:
+                if count == LARGE and number > 1 and store not in ("register", "map", "bytes"):
+                    continue  # some take a minute
+                self.results.add(store, count, number, self.run(store, "run", count, number))
+                last[store] = number
+            for mode in MODES if count < LARGE else ():
+                self.results.add("register", count, number, self.run("register", mode, count, number))
+        for store in filed:
+            self.run(store, "check", count, last[store])
+            shutil.rmtree(self.directory(store, count))
+
+
+def operations(build):
+    """What register-benchmark measures: (name, nanoseconds)."""
+    command = [str(build / "bench/register-benchmark"), "--benchmark_format=json", "--benchmark_min_time=0.2"]
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
+    scale = {"ns": 1, "us": 1e3, "ms": 1e6}
+    return [(run["name"], run["real_time"] * scale[run["time_unit"]])
+            for run in json.loads(done.stdout)["benchmarks"]]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("build", type=Path, help="a build directory with the programs of bench/")
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--quick", action="store_true", help="two rounds, up to 100,000 properties")
+    parser.add_argument("--check", action="store_true", help="only runs all stores with 1,000 properties")
+    parser.add_argument("--data", type=Path, help="where the files lie, on a disk; else in the build directory")
+    parser.add_argument("--page", type=Path, default=Path("docs/performance.md"))
+    options = parser.parse_args()
+
+    data = options.data or options.build / "bench-data"
+    shutil.rmtree(data, ignore_errors=True)
+    comparison = Comparison(options.build, data)
+    counts = (1000,) if options.check else (1000, 10000, 100000) if options.quick else (1000, 10000, 100000, LARGE)
+    rounds = 1 if options.check else 2 if options.quick else options.rounds
+    for count in counts:
+        print(f"{count} properties", flush=True)
+        comparison.measure(count, rounds)
+    shutil.rmtree(data)
+    missing = [store for store in STORES if store not in comparison.programs]
+    print(f"All values were right. Not built: {', '.join(missing) or 'none'}.")
+    if not options.check:
+        page.write(options.page, comparison.results, counts, rounds, operations(options.build))
+
+
+if __name__ == "__main__":
+    main()
