@@ -13,8 +13,8 @@ def draw(title, lines, tick):
     """`lines`: store -> (label, [(count, value), ...]); `tick` writes a value of the vertical axis."""
     points = [point for _, line in lines.values() for point in line]
     low_x, high_x = (math.log10(pick(count for count, _ in points)) for pick in (min, max))
-    low_y = math.floor(math.log10(min(value for _, value in points)))
-    high_y = math.ceil(math.log10(max(value for _, value in points)))
+    low_y = math.log10(min(value for _, value in points)) - .1
+    high_y = math.log10(max(value for _, value in points)) + .1
 
     def x(count):
         return LEFT + (math.log10(count) - low_x) / (high_x - low_x) * (WIDTH - LEFT - RIGHT)
@@ -29,7 +29,7 @@ def draw(title, lines, tick):
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" width="{WIDTH}" '
              f'height="{HEIGHT}" font-family="sans-serif" font-size="13">', f"<title>{title}</title>",
              text(LEFT, 20, title, "start", weight="bold")]
-    for power in range(low_y, high_y + 1):
+    for power in range(math.ceil(low_y), math.floor(high_y) + 1):
         at = y(10 ** power)
         parts += [f'<path d="M{LEFT} {at:.1f}H{WIDTH - RIGHT}" stroke="{GREY}" stroke-opacity=".35"/>',
                   text(LEFT - 8, at + 4, tick(10 ** power), "end")]

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tortures a settings store and says what became of the settings.
 
-torture.py [--long] [--peers] BUILD [SECTION ...]
+torture.py [--long] BUILD [SECTION ...]
 
 BUILD is a build directory with the programs of torture/. Each section injects faults of one kind into
 runs of a subject that replaces settings of generation 1 by those of generation 2, and then looks at
@@ -42,7 +42,7 @@ class Result:
 
 
 class Torture:
-    def __init__(self, build, long, subject="torture-subject", file="Brevolant.dat"):
+    def __init__(self, build, long, subject="torture/torture-subject", file="Brevolant.dat"):
         self.build = Path(build)
         self.long = long
         self.file = file
@@ -50,7 +50,7 @@ class Torture:
         self.work.chmod(0o755)
         self.failures = []
         self.rows = []
-        self.subject = self.build / "torture" / subject
+        self.subject = self.build / subject
         self.old = self.work / "old"
         self.old.mkdir()
         self.run(self.old, "1")
@@ -471,50 +471,6 @@ def crash_contents(steps, path, old):
     return contents
 
 
-PEERS = {
-    "register": ("torture-subject", "Brevolant.dat"),
-    "QSettings": ("peers/peer-qsettings", "settings.ini"),
-    "KConfig": ("peers/peer-kconfig", "settings.ini"),
-    "GKeyFile": ("peers/peer-gkeyfile", "settings.ini"),
-}
-
-
-def compare(build, long):
-    """The same faults for other stores: counts, not failures."""
-    for store, (subject, file) in PEERS.items():
-        torture = Torture(build, long, subject, file)
-        good = (torture.old / file).read_bytes()
-        kills, flips, cuts = (collections.Counter() for _ in range(3))
-        for call, number, _ in torture.window(torture.fresh()):
-            if call not in ("exit_group", "execve"):
-                directory = torture.fresh()
-                torture.run(directory, "2", torture.inject(call, number, "signal=SIGKILL"))
-                kills[torture.check(call, directory, ["1", "2"])] += 1
-
-        def damaged(content, torture=torture, file=file):
-            directory = torture.fresh()
-            (directory / file).write_bytes(content)
-            run = torture.run(directory)
-            if run is None:
-                return "hung"
-            if run.refused or run.code < 0:
-                return "refused" if run.refused else "crashed"
-            return "unharmed" if run.loaded == "1" else "silently changed"
-
-        for at in range(0, len(good), 1 if long else 37):
-            flips[damaged(flip(good, at))] += 1
-            if at:
-                cuts[damaged(good[:at])] += 1
-        full = []
-        for room in (0, 1):
-            run, found = torture.full_disk(room)
-            said = "hung" if run is None else "reported" if run.failed else "success reported"
-            full.append(f"{found}, {said}")
-        print(f"{store}:\n  kill {dict(kills)}\n  full disk: {full[0]}; with one page free: {full[1]}\n"
-              f"  bit flips {dict(flips)}\n  truncations {dict(cuts)}", flush=True)
-        shutil.rmtree(torture.work)
-
-
 SECTIONS = ("kill", "errors", "disks", "processes", "power", "bytes")
 
 
@@ -523,10 +479,7 @@ def main():
     parser.add_argument("build")
     parser.add_argument("--long", action="store_true", help="every system call of the process, every byte")
     parser.add_argument("sections", nargs="*", default=SECTIONS, metavar="SECTION", help=", ".join(SECTIONS))
-    parser.add_argument("--peers", action="store_true", help="compare with other stores instead")
     options = parser.parse_args()
-    if options.peers:
-        return compare(options.build, options.long)
     torture = Torture(options.build, options.long)
     try:
         for section in options.sections:

@@ -1,5 +1,5 @@
 // GKeyFile of GLib.
-#include "../Subject.h"
+#include "../../torture/Subject.h"
 
 #include <glib.h>
 

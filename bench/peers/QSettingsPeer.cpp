@@ -1,5 +1,5 @@
 // QSettings of Qt 6, in its INI format.
-#include "../Subject.h"
+#include "../../torture/Subject.h"
 
 #include <QSettings>
 #include <QString>

@@ -1,5 +1,5 @@
 // KConfig of KDE Frameworks 5 (Qt 5), as one simple file.
-#include "../Subject.h"
+#include "../../torture/Subject.h"
 
 #include <KConfig>
 #include <KConfigGroup>
