@@ -1,11 +1,10 @@
-// Reads and writes among 10,000 properties, three levels deep, through the shared library.
+// Single operations of the register among 10,000 properties, three levels deep, through the shared
+// library. bench/Workload.h compares stores.
 #include <register/Property.h>
 
-#include <QSettings>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -15,18 +14,24 @@ namespace {
 
 constexpr int propertyCount = 10000;
 
-/// The names, all of them written; 100 groups of 100.
-const std::vector<std::string> &names() {
-    static const std::vector<std::string> all = [] {
-        std::vector<std::string> made;
+_Register &reg() {
+    return _Register::getInstance();
+}
+
+std::string nameOf(int i, const std::string &leaf = "property") {
+    return "application/group" + std::to_string(i % 500) + "/" + leaf + std::to_string(i / 500);
+}
+
+/// Names of one scope, 500 groups of 20. The user scope has other properties in the same groups.
+const std::vector<std::string> &names(RegisterScope scope = UserScope) {
+    static std::vector<std::string> all[3];
+    std::vector<std::string> &made = all[scope];
+    if (made.empty())
         for (int i = 0; i < propertyCount; ++i) {
-            made.push_back("application/group" + std::to_string(i % 100) + "/property" +
-                           std::to_string(i));
-            _Register::getInstance()._writeInteger(nullptr, made.back(), i, UserScope);
+            made.push_back(nameOf(i, "scope" + std::to_string(scope) + "-"));
+            reg()._writeInteger(nullptr, made.back(), i, scope);
         }
-        return made;
-    }();
-    return all;
+    return made;
 }
 
 /// A step that is coprime to the count visits all names in an order that caches do not foresee.
@@ -34,55 +39,49 @@ std::size_t next(std::size_t at) {
     return (at + 7919) % propertyCount;
 }
 
-/// QSettings in the same task, from memory, after it has loaded its file.
-QSettings &otherSettings() {
-    static QSettings settings("/nonexistent/benchmark.ini", QSettings::IniFormat);
-    if (settings.allKeys().isEmpty())
-        for (std::size_t i = 0; i < names().size(); ++i)
-            settings.setValue(QString::fromStdString(names()[i]), static_cast<int>(i));
-    return settings;
-}
-
-void readIntegerOfQSettings(benchmark::State &state) {
-    const QSettings &settings = otherSettings();
-    std::vector<QString> keys;
-    for (const std::string &name : names())
-        keys.push_back(QString::fromStdString(name));
-    std::size_t at = 0;
-    for (auto _ : state)
-        benchmark::DoNotOptimize(settings.value(keys[at = next(at)]).toInt());
-}
-BENCHMARK(readIntegerOfQSettings);
-
-void writeIntegerOfQSettings(benchmark::State &state) {
-    QSettings &settings = otherSettings();
-    std::vector<QString> keys;
-    for (const std::string &name : names())
-        keys.push_back(QString::fromStdString(name));
-    std::size_t at = 0;
-    int value = 0;
-    for (auto _ : state)
-        settings.setValue(keys[at = next(at)], ++value);
-}
-BENCHMARK(writeIntegerOfQSettings);
-
 struct Silent : _Register::Callback {
     void propertyChanged(const std::string &) override {}
     void *owner() override { return this; }
 };
 
-void readInteger(benchmark::State &state) {
-    const _Register &reg = _Register::getInstance();
+/// Names that one scope alone holds.
+void readInteger(benchmark::State &state, RegisterScope scope) {
+    names();
+    const std::vector<std::string> &visited = names(scope);
     std::size_t at = 0;
     int value = 0;
     for (auto _ : state) {
-        reg._readInteger(names()[at = next(at)], value);
+        reg()._readInteger(visited[at = next(at)], value);
         benchmark::DoNotOptimize(value);
     }
 }
-BENCHMARK(readInteger);
+BENCHMARK_CAPTURE(readInteger, user, UserScope);
+BENCHMARK_CAPTURE(readInteger, global, GlobalScope);
+BENCHMARK_CAPTURE(readInteger, temp, TempScope);
+BENCHMARK_CAPTURE(readInteger, user, UserScope)->Threads(8)->UseRealTime();
 
-/// The same through declared properties, to be compared with `readInteger`.
+/// Tells with an exception.
+void readMissing(benchmark::State &state) {
+    names();
+    const std::string name = nameOf(5, "none");
+    int value = 0;
+    for (auto _ : state)
+        try {
+            reg()._readInteger(name, value);
+        } catch (const PropertyNotFound &) {
+        }
+}
+BENCHMARK(readMissing);
+
+/// Tells with a default.
+void propertyDefault(benchmark::State &state) {
+    names();
+    const Property<int> property(nameOf(5, "none"), 7);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(property.value());
+}
+BENCHMARK(propertyDefault);
+
 void propertyValue(benchmark::State &state) {
     std::vector<Property<int>> properties;
     for (const std::string &name : names())
@@ -93,116 +92,112 @@ void propertyValue(benchmark::State &state) {
 }
 BENCHMARK(propertyValue);
 
-/// One property again and again, so that only the layers differ.
-void readIntegerOfOne(benchmark::State &state) {
-    const _Register &reg = _Register::getInstance();
-    const std::string &name = names()[1234];
-    int value = 0;
-    for (auto _ : state) {
-        reg._readInteger(name, value);
-        benchmark::DoNotOptimize(value);
-    }
-}
-BENCHMARK(readIntegerOfOne);
-
-void propertyValueOfOne(benchmark::State &state) {
-    const Property<int> property(names()[1234]);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(property.value());
-}
-BENCHMARK(propertyValueOfOne);
-
-void propertyDefault(benchmark::State &state) {
-    names();
-    const Property<int> property("application/group5/none", 7);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(property.value());
-}
-BENCHMARK(propertyDefault);
-
-void readMissing(benchmark::State &state) {
-    const _Register &reg = _Register::getInstance();
-    names();
-    const std::string name = "application/group5/none";
-    for (auto _ : state)
-        benchmark::DoNotOptimize(reg.propertyExists(name));
-}
-BENCHMARK(readMissing);
-
+/// The argument is the number of callbacks, all under names that are not written.
 void writeInteger(benchmark::State &state) {
-    _Register &reg = _Register::getInstance();
     Silent silent;
-    if (state.range(0))
-        reg.addCallback("application", &silent);
+    for (int i = 0; i < state.range(0); ++i)
+        reg().addCallback(nameOf(i, "listened"), &silent);
     std::size_t at = 0;
     int value = 0;
     for (auto _ : state)
-        reg._writeInteger(nullptr, names()[at = next(at)], ++value, UserScope);
-    reg.removeCallback(&silent);
+        reg()._writeInteger(nullptr, names()[at = next(at)], ++value, UserScope);
+    reg().removeCallback(&silent);
 }
-BENCHMARK(writeInteger)->Arg(0)->Arg(1)->ArgName("callback");
+BENCHMARK(writeInteger)->ArgName("callbacks")->Arg(0)->Arg(100000);
+
+void writeIntegerAndTell(benchmark::State &state) {
+    Silent silent;
+    reg().addCallback("application", &silent);
+    std::size_t at = 0;
+    int value = 0;
+    for (auto _ : state)
+        reg()._writeInteger(nullptr, names()[at = next(at)], ++value, UserScope);
+    reg().removeCallback(&silent);
+}
+BENCHMARK(writeIntegerAndTell);
 
 void readString(benchmark::State &state) {
-    _Register &reg = _Register::getInstance();
-    const std::string name = "application/text";
-    reg._writeString(nullptr, name, std::string(static_cast<std::size_t>(state.range(0)), 'x'),
-                     UserScope);
+    const std::string text(static_cast<std::size_t>(state.range(0)), 'x');
+    reg()._writeString(nullptr, "text", text, TempScope);
     std::string value;
     for (auto _ : state) {
-        reg._readString(name, value);
+        reg()._readString("text", value);
         benchmark::DoNotOptimize(value.data());
     }
 }
 BENCHMARK(readString)->Arg(8)->Arg(1000);
 
-constexpr std::size_t listLength = 1000000;
-constexpr auto listBytes = static_cast<std::int64_t>(listLength * sizeof(int));
-
-void readIntegers(benchmark::State &state) {
-    _Register &reg = _Register::getInstance();
-    reg._writeIntegers(nullptr, "list", std::vector<int>(listLength, 5), TempScope);
-    std::vector<int> values;
-    for (auto _ : state) {
-        reg._readIntegers("list", values);
-        benchmark::DoNotOptimize(values.data());
-    }
-    state.SetBytesProcessed(state.iterations() * listBytes);
-}
-BENCHMARK(readIntegers);
-
-void writeIntegers(benchmark::State &state) {
-    _Register &reg = _Register::getInstance();
-    const std::vector<int> values(listLength, 5);
+void writeString(benchmark::State &state) {
+    const std::string text(static_cast<std::size_t>(state.range(0)), 'x');
     for (auto _ : state)
-        reg._writeIntegers(nullptr, "list", values, TempScope);
-    state.SetBytesProcessed(state.iterations() * listBytes);
+        reg()._writeString(nullptr, "text", text, TempScope);
 }
-BENCHMARK(writeIntegers);
+BENCHMARK(writeString)->Arg(8)->Arg(1000);
 
-/// The measure of the two above: the same bytes between two buffers, or into a new one each time.
+/// A list of as many elements as the argument says, all equal.
+template <class Value>
+std::vector<Value> listOf(const benchmark::State &state, const Value &value) {
+    return std::vector<Value>(static_cast<std::size_t>(state.range(0)), value);
+}
+
+template <class Value>
+void readList(benchmark::State &state, const Value &value) {
+    Storage<std::vector<Value>>::write(reg(), nullptr, "list", listOf(state, value), TempScope);
+    std::vector<Value> values;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reg().findValue("list", values, TempScope));
+}
+
+template <class Value>
+void writeList(benchmark::State &state, const Value &value) {
+    const std::vector<Value> values = listOf(state, value);
+    for (auto _ : state)
+        Storage<std::vector<Value>>::write(reg(), nullptr, "list", values, TempScope);
+}
+
+constexpr int longest = 1000000;
+BENCHMARK_CAPTURE(readList, integers, 5)->Arg(20)->Arg(1000)->Arg(longest);
+BENCHMARK_CAPTURE(readList, booleans, true)->Arg(20)->Arg(1000);
+BENCHMARK_CAPTURE(readList, strings, std::string("element"))->Arg(20)->Arg(1000);
+BENCHMARK_CAPTURE(writeList, integers, 5)->Arg(20)->Arg(1000)->Arg(longest);
+BENCHMARK_CAPTURE(writeList, booleans, true)->Arg(20)->Arg(1000);
+BENCHMARK_CAPTURE(writeList, strings, std::string("element"))->Arg(20)->Arg(1000);
+
+/// The measure of the longest lists: the same bytes from one buffer to another.
 void memcpyOfIntegers(benchmark::State &state) {
-    const std::vector<char> from(listBytes, 5);
-    std::string to;
+    const std::vector<int> from(longest, 5);
+    std::vector<int> to;
     for (auto _ : state) {
-        if (state.range(0))
-            to = std::string();
-        to.assign(from.data(), from.size());
+        to.assign(from.begin(), from.end());
         benchmark::DoNotOptimize(to.data());
         benchmark::ClobberMemory();
     }
-    state.SetBytesProcessed(state.iterations() * listBytes);
 }
-BENCHMARK(memcpyOfIntegers)->Arg(0)->Arg(1)->ArgName("allocate");
+BENCHMARK(memcpyOfIntegers);
 
-void readBooleans(benchmark::State &state) {
-    _Register &reg = _Register::getInstance();
-    reg._writeBooleans(nullptr, "list", std::vector<bool>(listLength, true), TempScope);
-    std::vector<bool> values;
-    for (auto _ : state)
-        reg._readBooleans("list", values);
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(listLength));
+void fillGroup(const std::string &group, std::int64_t count) {
+    for (int i = 0; i < count; ++i)
+        reg()._writeInteger(nullptr, group + "/member" + std::to_string(i), i, TempScope);
 }
-BENCHMARK(readBooleans);
+
+void propertyList(benchmark::State &state) {
+    const std::string group = "group" + std::to_string(state.range(0));
+    fillGroup(group, state.range(0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reg().propertyList(group, TempScope).size());
+}
+BENCHMARK(propertyList)->Arg(20)->Arg(1000);
+
+/// A group and its members; making them is not measured.
+void deleteGroup(benchmark::State &state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        fillGroup("large", state.range(0));
+        state.ResumeTiming();
+        reg().delProperty("large", TempScope);
+    }
+}
+BENCHMARK(deleteGroup)->Arg(100000)->Iterations(5);
 
 } // namespace
 
