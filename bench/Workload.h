@@ -1,73 +1,15 @@
 #pragma once
 
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
+#include "Measure.h"
 
-#include <malloc.h>
+#include <random>
+#include <thread>
 
 /// The workload of the comparison. Every store runs it in a program of its own, one after the other
 /// in each round, because two major versions of Qt cannot share a process (ours and KConfig's), and
 /// because no store then finds the heap that another one left. bench/compare.py runs the programs
 /// and compares what they report.
 namespace bench {
-
-using Clock = std::chrono::steady_clock;
-
-inline void require(bool holds, const char *what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::_Exit(1);
-}
-
-inline void report(const char *name, double value) {
-    std::printf("%s %.10g\n", name, value);
-}
-
-template <class Work>
-double milliseconds(Work work) {
-    const auto start = Clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-inline double median(std::vector<double> samples) {
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
-/// The median of what five calls return, or fewer once a second has passed.
-template <class Sample>
-double medianOf(Sample sample) {
-    std::vector<double> samples;
-    const auto end = Clock::now() + std::chrono::seconds(1);
-    do {
-        samples.push_back(sample());
-    } while (samples.size() < 5 && Clock::now() < end);
-    return median(samples);
-}
-
-/// The bytes in use as malloc counts them, its own overhead included.
-inline double heap() {
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<double>(info.uordblks + info.hblkhd);
-}
-
-/// A size in bytes that the kernel keeps of this process: "VmRSS:" now, "VmHWM:" at most.
-inline double memory(const std::string &field) {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;)
-        if (word == field && status >> word)
-            return std::stod(word) * 1024;
-    return 0;
-}
 
 /// Twenty properties to a group.
 inline std::string nameOf(int i, const char *leaf = "property") {
@@ -93,17 +35,6 @@ inline std::vector<int> shuffled(int count) {
         order.push_back(i);
     std::shuffle(order.begin(), order.end(), std::mt19937(20));
     return order;
-}
-
-/// Nanoseconds for one of `count` steps of a pass. A sample has at least 100,000 steps.
-template <class Pass>
-double perStep(int count, Pass pass) {
-    const int passes = std::max(1, 100000 / count);
-    const auto sample = [&] {
-        for (int i = 0; i < passes; ++i)
-            pass();
-    };
-    return medianOf([&] { return milliseconds(sample) * 1e6 / passes / count; });
 }
 
 /// What holds for most stores.
@@ -202,11 +133,11 @@ private:
 
     /// Million reads per second of all threads together, each in another part of the order.
     double readFromThreads(std::size_t threadCount) {
-        constexpr std::size_t steps = 100000;
+        const std::size_t steps = isCheck ? 1000 : 100000;
         std::vector<std::thread> threads;
         const double time = milliseconds([&] {
             for (std::size_t t = 0; t < threadCount; ++t)
-                threads.emplace_back([this, at = t * _keys.size() / threadCount]() mutable {
+                threads.emplace_back([this, steps, at = t * _keys.size() / threadCount]() mutable {
                     for (std::size_t i = 0; i < steps; ++i, at = (at + 1) % _keys.size())
                         require(_store->read(_keys[at]) >= 0, "a wrong value");
                 });

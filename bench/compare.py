@@ -8,6 +8,7 @@ round, and the page shows the medians over the rounds.
 import argparse
 import collections
 import json
+import os
 import shutil
 import statistics
 import subprocess
@@ -29,19 +30,21 @@ class Results:
         for line in output.splitlines():
             metric, value = line.split()
             self.values[store, metric, count][round_number] = float(value)
+        if store == "bytes":  # what `initialize` does to the file
+            self.values[store, "initialize", count][round_number] = sum(
+                times * self.values[store, metric, count][round_number] for times, metric in ((1, "load"), (2, "save")))
+
+    def of(self, store, metric, count):
+        return self.values.get((store, metric, count), {})
 
     def median(self, store, metric, count):
-        values = self.values.get((store, metric, count))
-        return statistics.median(values.values()) if values else None
+        rounds = self.of(store, metric, count)
+        return statistics.median(rounds.values()) if rounds else None
 
-    def ratios(self, count, upper, lower):
-        """Of each round; `upper` and `lower` turn "what was measured in a round" into a number."""
-        rounds = self.values.get(("register", "read", count), {})
-        return [upper(measured) / lower(measured)
-                for measured in (self.of_round(count, number) for number in rounds)]
-
-    def of_round(self, count, number):
-        return lambda store, metric: self.values[store, metric, count][number]
+    def ratios(self, above, below, count):
+        """Of one (store, metric) to another, in each round that has both."""
+        upper, lower = self.of(*above, count), self.of(*below, count)
+        return [upper[number] / lower[number] for number in upper if number in lower]
 
 
 class Comparison:
@@ -81,11 +84,11 @@ class Comparison:
 
 
 def operations(build):
-    """What register-benchmark measures: (name, nanoseconds)."""
+    """What register-benchmark measures: (name, nanoseconds of the processor, or of the clock where it says so)."""
     command = [str(build / "bench/register-benchmark"), "--benchmark_format=json", "--benchmark_min_time=0.2"]
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
     scale = {"ns": 1, "us": 1e3, "ms": 1e6}
-    return [(run["name"], run["real_time"] * scale[run["time_unit"]])
+    return [(run["name"], run["real_time" if "real_time" in run["name"] else "cpu_time"] * scale[run["time_unit"]])
             for run in json.loads(done.stdout)["benchmarks"]]
 
 
@@ -101,6 +104,8 @@ def main():
 
     data = options.data or options.build / "bench-data"
     shutil.rmtree(data, ignore_errors=True)
+    if options.check:
+        os.environ["BENCH_CHECK"] = "1"
     comparison = Comparison(options.build, data)
     counts = (1000,) if options.check else (1000, 10000, 100000) if options.quick else (1000, 10000, 100000, LARGE)
     rounds = 1 if options.check else 2 if options.quick else options.rounds

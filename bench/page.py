@@ -41,14 +41,15 @@ The stores do not promise the same, so the figures do not say which one is bette
 
 ## Goals
 
-The project's own targets. The ratio is formed in each round; the table shows the median, and the lowest and
-the highest.
+The project's own targets. A ratio ("a / b") is formed in each round; the table shows the median, and the
+lowest and the highest.
 
 {goals}
 
 ## Reads and writes
 
-Nanoseconds to read an integer, and to replace one by another; in brackets the multiple of the bare map.
+Nanoseconds of the processor to read an integer, and to replace one by another; in brackets the multiple of
+the bare map.
 
 ![The cost of a read over the number of properties](img/read.svg)
 
@@ -74,8 +75,8 @@ replacement needs.
 ## Memory
 
 Bytes of heap for each property: just after the load, after all values have been read, and after each has been
-replaced by a text of ten characters. "Mapped" and "paged" stores keep their file outside of the heap or a
-part of it in a cache.
+replaced by a text of ten characters. A "mapped" store keeps its file outside of the heap, a "paged" one a
+part of it in a cache of fixed size.
 
 {heap}
 
@@ -88,9 +89,13 @@ save's.
 
 {own}
 
+A reader or a writer whose longest wait is about as long as a save waits for the disk; one that waits much
+shorter does not.
+
 ## Single operations of the register
 
-From `register-benchmark`: 10,000 properties, or what the name says.
+From `register-benchmark`, among 10,000 properties; the number is that of the elements, bytes, members or
+callbacks. Nanoseconds of the processor, or of the clock (`real_time`).
 
 {operations}
 
@@ -104,8 +109,8 @@ From `register-benchmark`: 10,000 properties, or what the name says.
   visited in a random order, the same for all stores, with key objects of the store's own type that were made
   before, in the order of the visits. Values are integers of up to six digits.
 - Each store is a program of its own (`bench/stores/`), with one workload (`bench/Workload.h`); a round runs
-  them one after the other. Within a program a figure is the median of up to five samples, each of at least
-  100,000 operations; load and heap are one sample. The tables show the median over the rounds.
+  them one after the other. Within a program a figure is the median of up to five samples; one of reads or
+  writes has at least 100,000 of them. Load and heap are one sample. The tables show the median over the rounds.
 - Heap is the difference of `mallinfo2` (`uordblks` and `hblkhd`), malloc's own overhead included.
 - *Bare bytes, read*: `open`, `fstat`, a new buffer, `read` of the whole, `close`. *Written*: `open` of a new
   file, `write`, `fsync`, `close`. *Replaced*: also `rename` over the old file and `fsync` of the directory.
@@ -122,9 +127,9 @@ From `register-benchmark`: 10,000 properties, or what the name says.
 
 def number(value):
     """Three digits."""
-    if value >= 100:
-        return f"{value:,.0f}"
-    return f"{value:.1f}" if value >= 10 else f"{value:.2f}"
+    if value is None:
+        return "–"
+    return f"{value:,.0f}" if value >= 100 else f"{value:.1f}" if value >= 10 else f"{value:.2f}"
 
 
 def table(head, rows):
@@ -132,154 +137,152 @@ def table(head, rows):
     return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows])
 
 
+def goals():
+    """Each a text, the number of properties, what is compared, and the highest (or "least") number."""
+    sizes = (1000, 10000, 100000, 1000000)
+    for metric in ("read", "write"):
+        for n in sizes:
+            yield (f"{metric} an integer of {n:,} / the bare map", n, ("register", metric), ("map", metric),
+                   1.1 if n == 1000000 else 1)
+    for scope, where in (("global", "in global only"), ("temp", "in temp only"), ("nowhere", "in no scope")):
+        for n in sizes[:3]:
+            yield (f"read a name {where}, of {n:,} / in the user scope", n, ("register", f"find-{scope}"),
+                   ("register", "find-user"), 1.5)
+    n = 100000
+    yield (f"write of {n:,} with 100,000 callbacks elsewhere / without", n, ("register", "write-callbacks"),
+           ("register", "write-quiet"), 1.3)
+    for metric, what, target in (("loaded", "loaded", 60), ("read", "loaded and all read", 60),
+                                 ("numbers", "replaced by numbers", 75),
+                                 ("grown", "replaced by texts of ten characters", 75)):
+        yield f"heap for a property of {n:,}, {what}, bytes", n, ("register", f"heap-{metric}"), None, target
+    yield f"load of {n:,} / reading the bare bytes", n, ("register", "load"), ("bytes", "load"), 4
+    yield f"save of {n:,} with one change / writing the bare bytes", n, ("register", "save"), ("bytes", "save"), 1.6
+    yield (f"`initialize` at {n:,} / reading the bare bytes and writing them twice", n, ("register", "initialize"),
+           ("bytes", "initialize"), 1.5)
+    for n in sizes:
+        yield (f"reads per second of eight threads, of {n:,} / the bare map", n, ("register", "threads"),
+               ("map", "threads"), "least 1")
+
+
+OWN = (("read, found in the user scope (ns)", "find-user"), ("… in global only (ns)", "find-global"),
+       ("… in temp only (ns)", "find-temp"), ("… nowhere (ns)", "find-nowhere"),
+       ("write without callbacks (ns)", "write-quiet"),
+       ("write with 100,000 callbacks elsewhere (ns)", "write-callbacks"),
+       ("`initialize` with its two saves (ms)", "initialize"),
+       ("a save beside another thread (ms)", "wait-save"),
+       ("the longest wait of a reader meanwhile (ms)", "wait-read"), ("… idle (ms)", "wait-read-idle"),
+       ("the longest wait of a writer meanwhile (ms)", "wait-write"), ("… idle (ms)", "wait-write-idle"),
+       ("eight threads reading (million reads/s)", "threads"))
+
+
 class Page:
     def __init__(self, results, counts, rounds, operations):
         self.results, self.counts, self.rounds, self.operations = results, counts, rounds, operations
+        self.built = {key[0] for key in results.values}
 
     def stores(self, metric):
-        return [store for store in LABELS if any(self.results.median(store, metric, n) for n in self.counts)]
+        return [store for store in LABELS if self.results.median(store, metric, self.counts[0]) is not None]
 
     def cell(self, store, metric, count, base=None):
-        value = self.results.median(store, metric, count)
-        if value is None:
-            return "–"
-        measure = base and store != base[0] and self.results.median(*base, count)
-        return number(value) + (f" ({number(value / measure)})" if measure else "")
+        ratios = self.results.ratios((store, metric), base, count) if base and store != base[0] else []
+        return number(self.results.median(store, metric, count)) + (
+            f" ({number(statistics.median(ratios))})" if ratios else "")
+
+    def by_count(self, title, rows):
+        return table([title] + [f"{n:,}" for n in self.counts], rows)
 
     def compared(self, title, metric, base, extra=()):
         rows = [[LABELS[store]] + [self.cell(store, metric, n, base) for n in self.counts]
                 for store in self.stores(metric)]
         rows += [[label] + [self.cell(store, other, n) for n in self.counts] for label, store, other in extra]
-        absent = [store for store in LABELS if not self.stores_built(store)]
-        rows += [[LABELS[store]] + ["not built"] + ["" for _ in self.counts[1:]] for store in absent]
-        return table([title] + [f"{n:,}" for n in self.counts], rows)
-
-    def stores_built(self, store):
-        return any(key[0] == store for key in self.results.values)
+        rows += [[label, "not built"] + [""] * (len(self.counts) - 1)
+                 for store, label in LABELS.items() if store not in self.built]
+        return self.by_count(title, rows)
 
     def goals(self):
         rows = []
-
-        def goal(work, count, upper, lower, target, at_least=False, unit=""):
+        for work, count, above, below, target in goals():
             if count not in self.counts:
-                return
-            ratios = self.results.ratios(count, upper, lower)
-            middle = statistics.median(ratios)
-            met = middle >= target if at_least else middle <= target
-            rows.append([work, f"{middle:.2f} ({min(ratios):.2f}..{max(ratios):.2f}){unit}",
-                         f"{'at least' if at_least else 'at most'} {target}{unit}", "yes" if met else "no"])
-
-        def of(metric, store="register"):
-            return lambda measured: measured(store, metric)
-
-        def one(_):
-            return 1
-
-        for metric in ("read", "write"):
-            for count in (1000, 10000, 100000, 1000000):
-                goal(f"{metric} an integer of {count:,}, to the bare map", count, of(metric), of(metric, "map"),
-                     1.1 if count == 1000000 else 1.0)
-        for scope in ("global", "temp", "nowhere"):
-            for count in (1000, 10000, 100000):
-                where = "in no scope" if scope == "nowhere" else f"in {scope} only"
-                goal(f"read a name {where}, of {count:,}, to the user scope", count, of(f"find-{scope}"),
-                     of("find-user"), 1.5)
-        goal("write with 100,000 callbacks elsewhere, of 100,000, to none", 100000, of("write-callbacks"),
-             of("write-quiet"), 1.3)
-        for metric, what, target in (("heap-loaded", "loaded", 60), ("heap-read", "all read", 60),
-                                     ("heap-numbers", "replaced by numbers", 75),
-                                     ("heap-grown", "replaced by texts of ten characters", 75)):
-            goal(f"heap for a property of 100,000, {what}", 100000, of(metric), one, target, unit=" B")
-        goal("load of 100,000, to reading the bare bytes", 100000, of("load"), of("load", "bytes"), 4)
-        goal("save of 100,000 with one change, to writing the bare bytes", 100000, of("save"), of("save", "bytes"),
-             1.6)
-        goal("`initialize` at 100,000, to reading the bare bytes and writing them twice", 100000, of("initialize"),
-             lambda measured: measured("bytes", "load") + 2 * measured("bytes", "save"), 1.5)
-        for count in (1000, 10000, 100000, 1000000):
-            goal(f"eight threads reading, of {count:,}: throughput to the bare map's", count, of("threads"),
-                 of("threads", "map"), 1.0, at_least=True)
-        return table(["work", "median (lowest..highest)", "target", "met"], rows)
+                continue
+            measured = self.results.ratios(above, below, count) if below else list(
+                self.results.of(*above, count).values())
+            middle = statistics.median(measured)
+            met = middle >= 1 if target == "least 1" else middle <= target
+            rows.append([work, f"{middle:.2f} ({min(measured):.2f}..{max(measured):.2f})",
+                         f"at {target}" if target == "least 1" else f"at most {target}", "yes" if met else "no"])
+        return table(["work", "measured: median (lowest..highest)", "target", "met"], rows)
 
     def heap(self):
-        large = max(n for n in self.counts if n <= 100000)
-        rows = []
-        for store in self.stores("heap-loaded"):
-            cells = [self.cell(store, metric, large) for metric in ("heap-loaded", "heap-read", "heap-grown")]
-            kind = {"lmdb": "mapped", "sqlite": "paged"}.get(store)
-            rows.append([LABELS[store]] + ([kind] * 3 if kind else cells))
-        return table([f"{large:,} properties", "loaded", "all read", "grown"], rows)
+        count = max(n for n in self.counts if n <= 100000)
+        kinds = {"lmdb": "mapped", "sqlite": "paged"}
+        return table([f"{count:,} properties", "loaded", "all read", "grown"],
+                     [[LABELS[store]] + [kinds.get(store) or self.cell(store, f"heap-{when}", count)
+                                         for when in ("loaded", "read", "grown")]
+                      for store in self.stores("heap-loaded")])
 
     def peak(self):
-        def mebibytes(store, metric, count):
-            value = self.results.median(store, metric, count)
-            return "–" if value is None else number(value / 2 ** 20)
-        rows = [[LABELS[store]] + [f"{mebibytes(store, 'peak-loaded', n)}, {mebibytes(store, 'peak-saved', n)}"
-                                   for n in self.counts] for store in self.stores("peak-loaded")]
-        return table(["loaded, saved"] + [f"{n:,}" for n in self.counts], rows)
+        def mebibytes(*what):
+            value = self.results.median(*what)
+            return number(value and value / 2 ** 20)
+
+        return self.by_count("loaded, saved", [
+            [LABELS[store]] + [f"{mebibytes(store, 'peak-loaded', n)}, {mebibytes(store, 'peak-saved', n)}"
+                               for n in self.counts] for store in self.stores("peak-loaded")])
 
     def own(self):
-        rows = [("read, found in the user scope (ns)", "find-user"), ("… in global only (ns)", "find-global"),
-                ("… in temp only (ns)", "find-temp"), ("… nowhere (ns)", "find-nowhere"),
-                ("write without callbacks (ns)", "write-quiet"),
-                ("write with 100,000 callbacks elsewhere (ns)", "write-callbacks"),
-                ("`initialize` with its two saves (ms)", "initialize"),
-                ("a save beside another thread (ms)", "wait-save"),
-                ("the longest wait of a reader meanwhile (ms)", "wait-read"),
-                ("… idle (ms)", "wait-read-idle"), ("the longest wait of a writer meanwhile (ms)", "wait-write"),
-                ("… idle (ms)", "wait-write-idle"),
-                ("eight threads reading (million reads/s)", "threads")]
-        cells = [[label] + [self.cell("register", metric, n) for n in self.counts] for label, metric in rows]
-        cells.append(["eight threads reading the bare map (million reads/s)"] +
-                     [self.cell("map", "threads", n) for n in self.counts])
-        return table(["work"] + [f"{n:,}" for n in self.counts], cells)
+        rows = [[label] + [self.cell("register", metric, n) for n in self.counts] for label, metric in OWN]
+        return self.by_count("work", rows + [["eight threads reading the bare map (million reads/s)"] +
+                                             [self.cell("map", "threads", n) for n in self.counts]])
 
     def picture(self, title, metric, tick):
-        lines = {store: (LABELS[store], [(n, self.results.median(store, metric, n)) for n in self.counts
-                                         if self.results.median(store, metric, n)])
-                 for store in self.stores(metric)}
-        return picture.draw(title, lines, tick)
+        return picture.draw(title, {
+            store: (LABELS[store], [(n, self.results.median(store, metric, n)) for n in self.counts])
+            for store in self.stores(metric)}, tick)
 
     def text(self):
-        map_read, map_write, bytes_read, bytes_written = (
-            (store, metric) for store, metric in (("map", "read"), ("map", "write"), ("bytes", "load"), ("bytes", "save")))
         limits = "; at 1,000,000 the stores beside the register, the map and the bytes ran once" \
             if 1000000 in self.counts else ""
         return PAGE.format(
             goals=self.goals(),
-            read=self.compared("read (ns)", "read", map_read),
-            write=self.compared("write (ns)", "write", map_write),
-            load=self.compared("load (ms)", "load", bytes_read),
-            load_all=self.compared("load and read all (ms)", "load-all", bytes_read),
-            save=self.compared("save (ms)", "save", bytes_written, [("bare bytes, replaced", "bytes", "replace")]),
+            read=self.compared("read (ns)", "read", ("map", "read")),
+            write=self.compared("write (ns)", "write", ("map", "write")),
+            load=self.compared("load (ms)", "load", ("bytes", "load")),
+            load_all=self.compared("load and read all (ms)", "load-all", ("bytes", "load")),
+            save=self.compared("save (ms)", "save", ("bytes", "save"),
+                               [("bare bytes, replaced", "bytes", "replace")]),
             heap=self.heap(), peak=self.peak(), own=self.own(),
             operations=table(["operation", "ns"], [[f"`{name}`", number(time)] for name, time in self.operations]),
             rounds=self.rounds, limits=limits, **machine())
 
 
 def said(*command):
-    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False).stdout.strip()
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False)
+    return done.stdout.strip()
 
 
 def machine():
-    model = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
-    system = re.search(r'PRETTY_NAME="(.*)"', Path("/etc/os-release").read_text())
+    model = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text(encoding="utf-8"))
+    system = re.search(r'PRETTY_NAME="(.*)"', Path("/etc/os-release").read_text(encoding="utf-8"))
     versions = [f"{name} {said('dpkg-query', '-W', '-f=${Version}', package)}" for name, package in PACKAGES.items()]
-    disk = said("findmnt", "-no", "FSTYPE", "-T", ".")
-    lines = [f"- {model[1] if model else platform.machine()}, {os.cpu_count()} cores, Linux {platform.release()}, {disk}",
-             f"- {system[1] if system else ''}, {said('c++', '--version').splitlines()[0]}, `-O3`",
-             f"- {', '.join(versions)}"]
-    changed = " with changes" if said("git", "status", "--porcelain", "--", "register", "filesystem", "exception") else ""
-    return {"machine": "\n".join(lines), "date": said("date", "-I"), "command": os.environ.get("BENCH_COMMAND", "scripts/bench"),
-            "commit": said("git", "rev-parse", "--short", "HEAD") + changed}
+    changed = said("git", "status", "--porcelain", "--", "register", "filesystem", "exception")
+    return {"machine": f"- {model[1] if model else platform.machine()}, {os.cpu_count()} cores, "
+                       f"Linux {platform.release()}, {said('findmnt', '-no', 'FSTYPE', '-T', '.')}\n"
+                       f"- {system[1]}, {said('c++', '--version').splitlines()[0]}, `-O3`\n- {', '.join(versions)}",
+            "date": said("date", "-I"), "command": os.environ.get("BENCH_COMMAND", "scripts/bench"),
+            "commit": said("git", "rev-parse", "--short", "HEAD") + (" with changes" if changed else "")}
+
+
+def milliseconds(value):
+    return f"{value * 1000:g} µs" if value < 1 else f"{value:g} ms" if value < 1000 else f"{value / 1000:g} s"
 
 
 def write(path, *measured):
     page = Page(*measured)
     images = path.parent / "img"
     images.mkdir(parents=True, exist_ok=True)
-    path.write_text(page.text(), encoding="utf-8")
-    (images / "read.svg").write_text(page.picture(
-        "A read of one integer", "read", lambda ns: f"{ns:g} ns" if ns < 1000 else f"{ns / 1000:g} µs"), encoding="utf-8")
-    (images / "load.svg").write_text(page.picture(
-        "Load: open the file and read one value", "load",
-        lambda ms: f"{ms * 1000:g} µs" if ms < 1 else f"{ms:g} ms" if ms < 1000 else f"{ms / 1000:g} s"), encoding="utf-8")
+    for file, text in ((path, page.text()),
+                       (images / "read.svg", page.picture("A read of one integer", "read",
+                                                          lambda ns: f"{ns:g} ns" if ns < 1000 else f"{ns / 1000:g} µs")),
+                       (images / "load.svg", page.picture("Load: open the file and read one value", "load",
+                                                          milliseconds))):
+        file.write_text(text, encoding="utf-8")

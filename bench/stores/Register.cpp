@@ -144,7 +144,9 @@ void waits(const std::string &directory, int count, int generation) {
         report("wait-save",
                bench::medianOf([&] { return bench::milliseconds([&] { store.save(); }); }));
     };
-    const auto sleeps = [] { std::this_thread::sleep_for(std::chrono::milliseconds(500)); };
+    const auto sleeps = [] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(bench::isCheck ? 5 : 500));
+    };
     report("wait-read", longest(read, saves));
     report("wait-read-idle", longest(read, sleeps));
     report("wait-write", longest(write, saves));
