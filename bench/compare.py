@@ -31,8 +31,8 @@ class Results:
             metric, value = line.split()
             self.values[store, metric, count][round_number] = float(value)
         if store == "bytes":  # what `initialize` does to the file
-            self.values[store, "initialize", count][round_number] = sum(
-                times * self.values[store, metric, count][round_number] for times, metric in ((1, "load"), (2, "save")))
+            read, written = (self.values[store, metric, count][round_number] for metric in ("load", "save"))
+            self.values[store, "initialize", count][round_number] = read + 2 * written
 
     def of(self, store, metric, count):
         return self.values.get((store, metric, count), {})
@@ -102,7 +102,7 @@ def main():
     parser.add_argument("--page", type=Path, default=Path("docs/performance.md"))
     options = parser.parse_args()
 
-    data = options.data or options.build / "bench-data"
+    data = (options.data or options.build) / "bench-data"
     shutil.rmtree(data, ignore_errors=True)
     if options.check:
         os.environ["BENCH_CHECK"] = "1"

@@ -107,7 +107,8 @@ callbacks. Nanoseconds of the processor, or of the clock (`real_time`).
 
 - Names have three levels and twenty properties to a group: `application/group00123/property07`. They are
   visited in a random order, the same for all stores, with key objects of the store's own type that were made
-  before, in the order of the visits. Values are integers of up to six digits.
+  before, in the order of the visits. Values are integers of up to six digits. Reads are of what was loaded,
+  and come before the writes.
 - Each store is a program of its own (`bench/stores/`), with one workload (`bench/Workload.h`); a round runs
   them one after the other. Within a program a figure is the median of up to five samples; one of reads or
   writes has at least 100,000 of them. Load and heap are one sample. The tables show the median over the rounds.
