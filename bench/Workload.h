@@ -85,7 +85,6 @@ public:
     }
 
     void open() { _store = new Store(_directory); } // never destroyed, so that it does not save
-    Store &store() { return *_store; }
 
     void check(int generation) {
         for (std::size_t at = 0; at < _keys.size(); ++at)

@@ -102,7 +102,7 @@ def main():
     parser.add_argument("--page", type=Path, default=Path("docs/performance.md"))
     options = parser.parse_args()
 
-    data = (options.data or options.build) / "bench-data"
+    data = ((options.data or options.build) / "bench-data").resolve()  # KConfig seeks relative names at home
     shutil.rmtree(data, ignore_errors=True)
     if options.check:
         os.environ["BENCH_CHECK"] = "1"
