@@ -89,8 +89,8 @@ save's.
 
 {own}
 
-A reader or a writer whose longest wait is about as long as a save waits for the disk; one that waits much
-shorter does not.
+A longest wait of about the time of a save means that a thread waits until a save ends, and so for the disk;
+one near the idle one means that it does not.
 
 ## Single operations of the register
 
@@ -107,8 +107,8 @@ callbacks. Nanoseconds of the processor, or of the clock (`real_time`).
 
 - Names have three levels and twenty properties to a group: `application/group00123/property07`. They are
   visited in a random order, the same for all stores, with key objects of the store's own type that were made
-  before, in the order of the visits. Values are integers of up to six digits. Reads are of what was loaded,
-  and come before the writes.
+  before, in the order of the visits. The values loaded are integers of up to six digits.
+  Reads are of what was loaded, and come before the writes.
 - Each store is a program of its own (`bench/stores/`), with one workload (`bench/Workload.h`); a round runs
   them one after the other. Within a program a figure is the median of up to five samples; one of reads or
   writes has at least 100,000 of them. Load and heap are one sample. The tables show the median over the rounds.
@@ -241,7 +241,7 @@ class Page:
             for store in self.stores(metric)}, tick)
 
     def text(self):
-        limits = "; at 1,000,000 the stores beside the register, the map and the bytes ran once" \
+        limits = "; at 1,000,000 the stores beside the register,\nthe map and the bytes ran once" \
             if 1000000 in self.counts else ""
         return PAGE.format(
             goals=self.goals(),

@@ -29,10 +29,12 @@ def draw(title, lines, tick):
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" width="{WIDTH}" '
              f'height="{HEIGHT}" font-family="sans-serif" font-size="13">', f"<title>{title}</title>",
              text(LEFT, 20, title, "start", weight="bold")]
-    for power in range(math.ceil(low_y), math.floor(high_y) + 1):
-        at = y(10 ** power)
-        parts += [f'<path d="M{LEFT} {at:.1f}H{WIDTH - RIGHT}" stroke="{GREY}" stroke-opacity=".35"/>',
-                  text(LEFT - 8, at + 4, tick(10 ** power), "end")]
+    steps = (1, 2, 5) if high_y - low_y < 3 else (1,)
+    for value in (step * 10 ** power for power in range(math.floor(low_y), math.ceil(high_y)) for step in steps):
+        if low_y <= math.log10(value) <= high_y:
+            at = y(value)
+            parts += [f'<path d="M{LEFT} {at:.1f}H{WIDTH - RIGHT}" stroke="{GREY}" stroke-opacity=".35"/>',
+                      text(LEFT - 8, at + 4, tick(value), "end")]
     for count in sorted({count for count, _ in points}):
         parts.append(text(x(count), HEIGHT - BOTTOM + 20, f"{count:,}"))
     parts.append(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 8, "properties"))
