@@ -1,23 +1,30 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
-/// Unsigned integers as bytes, the least significant first. Compilers make one move of each loop.
+/// Unsigned integers as bytes, the least significant first.
 namespace filesystem::littleEndian {
+
+constexpr bool isHostOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
+template <class Unsigned>
+void put(char *bytes, Unsigned value) {
+    std::memcpy(bytes, &value, sizeof value);
+    if constexpr (!isHostOrder)
+        std::reverse(bytes, bytes + sizeof value);
+}
 
 template <class Unsigned>
 Unsigned get(const char *bytes) {
     Unsigned value = 0;
-    for (std::size_t i = 0; i < sizeof value; ++i)
-        value = static_cast<Unsigned>(
-            value | static_cast<Unsigned>(static_cast<unsigned char>(bytes[i])) << (8 * i));
+    std::memcpy(&value, bytes, sizeof value);
+    if constexpr (!isHostOrder) {
+        char *first = reinterpret_cast<char *>(&value);
+        std::reverse(first, first + sizeof value);
+    }
     return value;
-}
-
-template <class Unsigned>
-void put(char *bytes, Unsigned value) {
-    for (std::size_t i = 0; i < sizeof value; ++i)
-        bytes[i] = static_cast<char>(value >> (8 * i));
 }
 
 } // namespace filesystem::littleEndian

@@ -5,79 +5,112 @@
 #include "filesystem/Tree.h"
 #include "filesystem/Utf8.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace filesystem {
 
 namespace {
 
-/// A path in UTF-8. One that has no UTF-8 form becomes a path at which nothing ever is.
-std::string toUtf8(const QString &path) {
-    return path.isValidUtf16() ? path.toStdString() : "..";
+/// A path of the tree: its first level and the levels below it, in normal form.
+class TreePath {
+public:
+    /// A path that has no UTF-8 form becomes one at which nothing can be.
+    explicit TreePath(const QString &path)
+        : TreePath(path.isValidUtf16() ? path.toStdString() : std::string("..")) {}
+
+    bool isRoot() const { return _normal.empty(); }
+    /// It ends in "/".
+    bool namesDirectoryOnly() const { return _namesDirectoryOnly; }
+    Top top() const { return Top(std::string_view(_normal).substr(0, _normal.find('/'))); }
+    Name name() const {
+        return Name(
+            std::string_view(_normal).substr(std::min(top().name.size() + 1, _normal.size())));
+    }
+    TreePath parent() const { return TreePath(std::string(parentOf(_normal))); }
+
+private:
+    explicit TreePath(const std::string &path)
+        : _normal(Name(path).normal()), _namesDirectoryOnly(!path.empty() && path.back() == '/') {}
+
+    std::string _normal;
+    bool _namesDirectoryOnly;
+};
+
+Tree::Entry find(Tree &tree, const TreePath &path) {
+    if (path.isRoot())
+        return {Tree::root};
+    const Tree::Entry entry = tree.find(path.top(), path.name());
+    return entry.isProperty() && path.namesDirectoryOnly() ? Tree::Entry() : entry;
 }
 
 /// What was written replaces the file's bytes in one step, if the file is still in its tree.
-class WriteHandle : public FileHandle {
+class MemoryWriter : public FileHandle {
 public:
-    WriteHandle(const QString &path, std::weak_ptr<tree::File> file)
+    MemoryWriter(const QString &path, std::shared_ptr<const OpenFile> file)
         : FileHandle(path), _file(std::move(file)) {}
 
 protected:
     bool commit() override {
-        if (const auto file = _file.lock())
-            file->bytes.swap(_bytes);
+        if (!_file->tree)
+            return true;
+        if (char *content = _file->tree->place(Top(_file->top), Name(_file->name), _bytes.size()))
+            _bytes.copy(content, _bytes.size());
         return true;
     }
 
 private:
-    std::weak_ptr<tree::File> _file;
+    std::shared_ptr<const OpenFile> _file;
 };
 
 } // namespace
 
-RAMFileSystem::RAMFileSystem() : _root(std::make_unique<tree::Directory>()) {}
+RAMFileSystem::RAMFileSystem() : _tree(std::make_unique<Tree>()) {}
 
 RAMFileSystem::~RAMFileSystem() = default;
 
 std::set<DirEntry> RAMFileSystem::getFileList(const QString &path) const {
     std::set<DirEntry> entries;
-    if (const tree::Directory *directory = tree::findDirectory(*_root, toUtf8(path)))
-        for (const tree::Node *node : directory->sorted())
-            entries.insert(entries.end(), {toQString(node->name), node->isDirectory});
+    if (const Tree::Entry directory = find(*_tree, TreePath(path)); directory.isGroup())
+        for (const Tree::Member &member : _tree->members(directory.group))
+            entries.insert(entries.end(), {toQString(member.name), member.isGroup});
     return entries;
 }
 
 bool RAMFileSystem::exists(const QString &path) const {
-    return tree::find(*_root, toUtf8(path));
+    return static_cast<bool>(find(*_tree, TreePath(path)));
 }
 
 bool RAMFileSystem::remove(const QString &path) {
-    return tree::remove(*_root, toUtf8(path));
+    const TreePath target(path);
+    return find(*_tree, target) && !target.isRoot() && _tree->remove(target.top(), target.name());
 }
 
 bool RAMFileSystem::mkdir(const QString &path) {
-    return tree::add(*_root, toUtf8(path), std::make_shared<tree::Directory>(),
-                     tree::Parents::MustExist);
+    const TreePath target(path);
+    return !target.isRoot() && find(*_tree, target.parent()).isGroup() &&
+           _tree->addGroup(target.top(), target.name());
 }
 
 bool RAMFileSystem::open(const QString &path, FileHandle **handle, FileSystemMode mode) {
-    const std::string utf8 = toUtf8(path);
-    tree::File *file = tree::findFile(*_root, utf8);
-    if (mode == ReadMode && file) {
-        *handle = new FileHandle(path, file->bytes);
+    const TreePath target(path);
+    const Tree::Entry file = find(*_tree, target);
+    if (mode == ReadMode && file.isProperty()) {
+        *handle = new FileHandle(path, std::string(_tree->value(file)));
         return true;
     }
-    if (mode != WriteMode)
+    if (mode != WriteMode || file.isGroup() || target.namesDirectoryOnly() ||
+        !find(*_tree, target.parent()).isGroup())
         return false;
-    if (file) {
-        *handle = new WriteHandle(path, file->weak_from_this());
-        return true;
-    }
-    const auto created = std::make_shared<tree::File>();
-    auto opened = std::make_unique<WriteHandle>(path, created);
-    if (!tree::add(*_root, utf8, created, tree::Parents::MustExist))
+    const Top top = target.top();
+    const Name name = target.name();
+    const auto opened = std::make_shared<OpenFile>(
+        OpenFile{_tree.get(), std::string(top.name), std::string(name.text)});
+    auto writer = std::make_unique<MemoryWriter>(path, opened);
+    _tree->openFiles().add(opened);
+    if (!file && !_tree->place(top, name, 0))
         return false;
-    *handle = opened.release();
+    *handle = writer.release();
     return true;
 }
 
@@ -94,11 +127,11 @@ void *RAMFileSystem::getSymbolAddress(void *, const QString &) {
 }
 
 bool RAMFileSystem::isDirectory(const QString &path) const {
-    return tree::findDirectory(*_root, toUtf8(path));
+    return find(*_tree, TreePath(path)).isGroup();
 }
 
 bool RAMFileSystem::isFile(const QString &path) const {
-    return tree::findFile(*_root, toUtf8(path));
+    return find(*_tree, TreePath(path)).isProperty();
 }
 
 bool RAMFileSystem::serialize(FileHandle &handle) const {
@@ -110,28 +143,24 @@ bool RAMFileSystem::unserialize(FileHandle &handle) {
 }
 
 bool RAMFileSystem::serialize(const QString &path, FileHandle &handle) const {
-    const tree::Directory *directory = tree::findDirectory(*_root, toUtf8(path));
-    if (!directory || !handle.isWritable())
+    const Tree::Entry directory = find(*_tree, TreePath(path));
+    if (!directory.isGroup() || !handle.isWritable())
         return false;
-    const std::string bytes = registerFormat::encode(*directory);
+    const std::string bytes = registerFormat::encode(*_tree, directory.group);
     const auto length = static_cast<long>(bytes.size());
     return handle.write(bytes.data(), length) == length;
 }
 
 bool RAMFileSystem::unserialize(const QString &path, FileHandle &handle) {
-    const std::string utf8 = toUtf8(path);
-    tree::Directory *directory = tree::findDirectory(*_root, utf8);
-    if (!directory || handle.isWritable())
+    const Tree::Entry directory = find(*_tree, TreePath(path));
+    if (!directory.isGroup() || handle.isWritable())
         return false;
     const auto position = static_cast<std::size_t>(handle.tell());
-    tree::Directory content = [&] {
-        try {
-            return registerFormat::decode(handle.bytes().substr(position), tree::levels(utf8));
-        } catch (const utils::Exception &error) {
-            throw utils::Exception(handle.name().toStdString() + ": " + error.what());
-        }
-    }();
-    directory->children.swap(content.children);
+    try {
+        registerFormat::decode(handle.bytes().substr(position), *_tree, directory.group);
+    } catch (const utils::Exception &error) {
+        throw utils::Exception(handle.name().toStdString() + ": " + error.what());
+    }
     handle.seek(handle.size());
     return true;
 }

@@ -6,15 +6,14 @@
 
 namespace filesystem {
 
-namespace tree {
-struct Directory;
-}
+class Tree;
 
-/// A file system in memory; a new one holds only the root directory. Directories find their
-/// children by hash, whatever their number.
+/// A file system in memory; a new one holds only the root directory. A file or a directory is found
+/// by one hash of its path, whatever the number of levels and of files.
 ///
-/// A path has at most 512 levels and a component at most 255 UTF-16 code units; nothing can be
-/// created beyond either.
+/// A path has at most 512 levels and 4096 bytes of UTF-8, a component at most 255 UTF-16 code
+/// units; nothing can be created beyond. The files of one directory hold at most 4 GiB, their names
+/// included; what would exceed that fails with `std::length_error`.
 class REGISTER_EXPORT RAMFileSystem : public FileSystem {
 public:
     RAMFileSystem();
@@ -43,11 +42,11 @@ public:
     bool unserialize(const QString &path, FileHandle &handle) override;
 
 protected:
-    /// The root of the tree, for derived classes that walk it themselves.
-    tree::Directory &root() const { return *_root; }
+    /// For derived classes that work on the tree itself.
+    Tree &tree() const { return *_tree; }
 
 private:
-    const std::unique_ptr<tree::Directory> _root;
+    const std::unique_ptr<Tree> _tree;
 };
 
 } // namespace filesystem

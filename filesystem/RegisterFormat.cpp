@@ -1,14 +1,14 @@
 #include "filesystem/RegisterFormat.h"
 
 #include "exception/Exception.h"
-#include "filesystem/LittleEndian.h"
+#include "filesystem/ByteReader.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
+#include <vector>
 
 namespace filesystem::registerFormat {
 
@@ -16,9 +16,6 @@ namespace {
 
 using littleEndian::get;
 using littleEndian::put;
-using tree::Directory;
-using tree::File;
-using tree::Node;
 
 // As in PNG: a first byte that is no ASCII, and line ends that a copy in text mode would change.
 constexpr std::string_view magic("\x8BREG\r\n\x1A\n", 8);
@@ -31,10 +28,15 @@ constexpr std::size_t payloadLengthAt = 16;
 constexpr std::size_t checksumAt = 24;
 constexpr std::size_t headerLength = 32;
 
-constexpr char fileKind = 1;
-constexpr char directoryKind = 2;
-constexpr std::size_t nameLengthWidth = 2;
-constexpr std::size_t bodyLengthWidth = 4;
+/// What stands in front of a group's name.
+struct GroupHeader {
+    std::uint16_t nameLength = 0;
+    std::uint32_t properties = 0;
+    std::uint32_t propertiesLength = 0; ///< in bytes
+    std::uint32_t groups = 0;
+
+    static constexpr std::size_t size = 14;
+};
 
 std::uint64_t checksum(std::string_view file) {
     XXH3_state_t state;
@@ -44,124 +46,154 @@ std::uint64_t checksum(std::string_view file) {
     return XXH3_64bits_digest(&state);
 }
 
-void appendEntries(std::string &out, const Directory &directory);
-
-void appendEntry(std::string &out, const Node &node) {
-    out += node.isDirectory ? directoryKind : fileKind;
-    char length[bodyLengthWidth] = {};
-    put(length, static_cast<std::uint16_t>(node.name.size()));
-    out.append(length, nameLengthWidth);
-    out += node.name;
-    const std::size_t lengthAt = out.size();
-    out.append(bodyLengthWidth, '\0');
-    if (node.isDirectory)
-        appendEntries(out, static_cast<const Directory &>(node));
-    else
-        out += static_cast<const File &>(node).bytes;
-    if (out.size() > maxFileSize)
-        throw utils::Exception("The content is too large for a register file (256 MiB).");
-    put(&out[lengthAt], static_cast<std::uint32_t>(out.size() - lengthAt - bodyLengthWidth));
+template <class Unsigned>
+void append(std::string &out, std::size_t value) {
+    char bytes[sizeof(Unsigned)];
+    put(bytes, static_cast<Unsigned>(value));
+    out.append(bytes, sizeof bytes);
 }
 
-void appendEntries(std::string &out, const Directory &directory) {
-    for (const Node *node : directory.sorted())
-        appendEntry(out, *node);
+void appendGroup(std::string &out, const Tree &tree, Tree::GroupId id, std::string_view name) {
+    const Block &properties = tree.properties(id);
+    append<std::uint16_t>(out, name.size());
+    append<std::uint32_t>(out, properties.count());
+    append<std::uint32_t>(out, properties.bytes().size());
+    append<std::uint32_t>(out, tree.groupCount(id));
+    out.append(name).append(properties.bytes());
 }
 
-/// Takes items off the front of the payload. Each `take` is false when the rest cannot hold it.
-class Reader {
-public:
-    explicit Reader(std::string_view rest) : _rest(rest) {}
-    bool atEnd() const { return _rest.empty(); }
-    const char *position() const { return _rest.data(); }
-
-    bool take(std::string_view &bytes, std::size_t length) {
-        if (length > _rest.size())
-            return false;
-        bytes = _rest.substr(0, length);
-        _rest.remove_prefix(length);
-        return true;
-    }
-    template <class Unsigned>
-    bool take(Unsigned &value) {
-        std::string_view bytes;
-        if (!take(bytes, sizeof value))
-            return false;
-        value = get<Unsigned>(bytes.data());
-        return true;
-    }
-
-private:
-    std::string_view _rest;
+struct Group {
+    GroupHeader header;
+    std::string_view name, properties;
 };
 
-struct Entry {
-    char kind = 0;
-    std::string_view name;
-    std::string_view body;
-};
+bool takeGroup(ByteReader &reader, Group &group) {
+    GroupHeader &header = group.header;
+    return reader.take(header.nameLength) && reader.take(header.properties) &&
+           reader.take(header.propertiesLength) && reader.take(header.groups) &&
+           reader.take(header.nameLength, group.name) &&
+           reader.take(header.propertiesLength, group.properties);
+}
 
-bool takeEntry(Reader &reader, Entry &entry) {
-    std::uint8_t kind = 0;
+bool takeProperty(ByteReader &reader, std::string_view &name) {
     std::uint16_t nameLength = 0;
-    std::uint32_t bodyLength = 0;
-    if (!reader.take(kind) || !reader.take(nameLength) || !reader.take(entry.name, nameLength) ||
-        !reader.take(bodyLength) || !reader.take(entry.body, bodyLength))
-        return false;
-    entry.kind = static_cast<char>(kind);
-    return true;
+    std::uint32_t valueLength = 0;
+    std::string_view value;
+    return reader.take(nameLength) && reader.take(valueLength) && reader.take(nameLength, name) &&
+           reader.take(valueLength, value);
 }
 
-/// Tests the structure of a payload without building anything.
-class Checker {
-public:
-    explicit Checker(const char *fileStart) : _fileStart(fileStart) {}
+/// An upper bound of the groups in a payload, without believing what they say of each other.
+std::size_t countGroups(std::string_view payload) {
+    ByteReader reader(payload);
+    Group group;
+    std::size_t count = 0;
+    while (takeGroup(reader, group))
+        ++count;
+    return count;
+}
 
-    /// `level` is that of the entries in `body`; it bounds the recursion.
-    void check(std::string_view body, int level) const {
-        Reader reader(body);
-        std::string_view previous;
-        while (!reader.atEnd()) {
-            const char *at = reader.position();
-            Entry entry;
-            if (!takeEntry(reader, entry))
-                fail("an entry is longer than what holds it", at);
-            if (entry.kind != fileKind && entry.kind != directoryKind)
-                fail("an entry is neither a file nor a directory", at);
-            if (!tree::isValidName(entry.name))
-                fail("a name is not allowed", at);
-            if (entry.name <= previous)
-                fail("the names are not in order", at);
-            if (level > tree::maxLevels)
-                fail("it is too deep", at);
-            if (entry.kind == directoryKind)
-                check(entry.body, level + 1);
-            previous = entry.name;
+/// Checks the structure of a payload and builds its groups beside the tree.
+class Decoder {
+public:
+    Decoder(std::string_view file, std::string_view payload, Tree &tree, Tree::GroupId target)
+        : _file(file), _reader(payload), _path(tree.pathSize(target)),
+          _builder(tree, countGroups(payload), target) {}
+
+    void decode() {
+        readGroup();
+        while (!_open.empty()) {
+            if (_open.back().groupsLeft == 0)
+                _open.pop_back();
+            else
+                readGroup();
         }
+        if (!_reader.atEnd())
+            fail("bytes follow its last group", _reader.position());
+        _builder.moveIntoTree();
     }
 
 private:
+    /// A group whose own groups are being read.
+    struct OpenGroup {
+        Tree::GroupId id;
+        std::uint32_t groupsLeft;
+        Tree::PathSize path;
+        std::string_view previous; ///< the name of the last group read in it
+        ByteReader properties;     ///< those that come after `property`
+        std::string_view property; ///< the first whose name is not before the groups' read so far
+    };
+
+    void readGroup();
+    void checkName(OpenGroup &parent, std::string_view name, const char *at) const;
+    void checkProperties(const Group &group, const Tree::PathSize &path) const;
+
     [[noreturn]] void fail(const char *what, const char *at) const {
         throw utils::Exception(std::string("The register file is damaged: ") + what + " (at byte " +
-                               std::to_string(at - _fileStart) + ").");
+                               std::to_string(at - _file.data()) + ").");
     }
 
-    const char *_fileStart;
+    const std::string_view _file;
+    ByteReader _reader;
+    const Tree::PathSize _path; ///< of the target
+    Tree::Builder _builder;
+    std::vector<OpenGroup> _open; ///< from the first group down to the parent of the next
 };
 
-/// Builds what `Checker` has passed.
-void build(std::string_view body, Directory &directory) {
-    Reader reader(body);
-    Entry entry;
-    while (!reader.atEnd() && takeEntry(reader, entry)) {
-        if (entry.kind == directoryKind) {
-            auto child = std::make_shared<Directory>(entry.name);
-            build(entry.body, *child);
-            directory.insert(std::move(child));
-        } else {
-            directory.insert(std::make_shared<File>(entry.name, std::string(entry.body)));
-        }
+void Decoder::readGroup() {
+    const char *at = _reader.position();
+    Group group;
+    if (!takeGroup(_reader, group))
+        fail("an entry is longer than what holds it", at);
+    Tree::PathSize path = _path;
+    Tree::GroupId id = _builder.first();
+    if (_open.empty()) {
+        if (!group.name.empty())
+            fail("its first group has a name", at);
+    } else {
+        OpenGroup &parent = _open.back();
+        checkName(parent, group.name, at);
+        path = {parent.path.levels + 1, parent.path.bytes + group.name.size() + 1};
+        if (path.levels > maxLevels || path.bytes > maxPathSize + 1)
+            fail("it is too deep", at);
+        id = _builder.add(parent.id, group.name);
+        parent.previous = group.name;
+        --parent.groupsLeft;
     }
+    checkProperties(group, path);
+    _builder.setProperties(id, group.properties, group.header.properties);
+    _open.push_back({id, group.header.groups, path, {}, ByteReader(group.properties), {}});
+}
+
+/// The name of a group: groups come in order, and none has the name of a property beside it.
+void Decoder::checkName(OpenGroup &parent, std::string_view name, const char *at) const {
+    if (!isValidComponent(name))
+        fail("a name is not allowed", at);
+    if (name <= parent.previous)
+        fail("the names are not in order", at);
+    while (parent.property < name && !parent.properties.atEnd())
+        takeProperty(parent.properties, parent.property);
+    if (parent.property == name)
+        fail("a group has the name of a property", at);
+}
+
+void Decoder::checkProperties(const Group &group, const Tree::PathSize &path) const {
+    ByteReader reader(group.properties);
+    std::string_view previous, name;
+    std::uint32_t count = 0;
+    for (; !reader.atEnd(); ++count, previous = name) {
+        const char *at = reader.position();
+        if (!takeProperty(reader, name))
+            fail("an entry is longer than what holds it", at);
+        if (!isValidComponent(name))
+            fail("a name is not allowed", at);
+        if (name <= previous)
+            fail("the names are not in order", at);
+        if (path.levels >= maxLevels || path.bytes + name.size() > maxPathSize)
+            fail("it is too deep", at);
+    }
+    if (count != group.header.properties)
+        fail("the number of properties is wrong", group.properties.data());
 }
 
 /// The payload, once the header, the length and the checksum have been tested.
@@ -191,24 +223,33 @@ std::string_view openPayload(std::string_view file) {
 
 } // namespace
 
-std::string encode(const Directory &directory) {
-    std::string file(headerLength, '\0');
-    appendEntries(file, directory);
-    file.replace(0, magic.size(), magic);
-    put(&file[versionAt], version);
-    put(&file[payloadLengthAt], static_cast<std::uint64_t>(file.size() - headerLength));
+std::string encode(Tree &tree, Tree::GroupId top) {
+    std::size_t size = headerLength;
+    for (Tree::GroupId id = top; id != Tree::none; id = tree.next(id, top)) {
+        tree.sort(id);
+        const std::size_t nameLength = id == top ? 0 : tree.name(id).size();
+        size += GroupHeader::size + nameLength + tree.properties(id).bytes().size();
+    }
+    if (size > maxFileSize)
+        throw utils::Exception("The content is too large for a register file (256 MiB).");
+    std::string file;
+    file.reserve(size);
+    file.append(magic);
+    append<std::uint32_t>(file, version);
+    append<std::uint32_t>(file, 0); // flags
+    append<std::uint64_t>(file, size - headerLength);
+    append<std::uint64_t>(file, 0); // for the checksum
+    for (Tree::GroupId id = top; id != Tree::none; id = tree.next(id, top))
+        appendGroup(file, tree, id, id == top ? std::string_view() : tree.name(id));
     put(&file[checksumAt], checksum(file));
     return file;
 }
 
-Directory decode(std::string_view file, int level) {
-    Directory directory;
+void decode(std::string_view file, Tree &tree, Tree::GroupId group) {
     if (file.empty())
-        return directory;
-    const std::string_view payload = openPayload(file);
-    Checker(file.data()).check(payload, level + 1);
-    build(payload, directory);
-    return directory;
+        Tree::Builder(tree, 0, group).moveIntoTree();
+    else
+        Decoder(file, openPayload(file), tree, group).decode();
 }
 
 } // namespace filesystem::registerFormat

@@ -1,161 +1,571 @@
 #include "filesystem/Tree.h"
 
-#include "filesystem/Utf8.h"
-
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
 #include <algorithm>
-#include <cstdint>
+#include <cstring>
+#include <utility>
 
-#include <sys/random.h>
-
-namespace filesystem::tree {
+namespace filesystem {
 
 namespace {
 
-/// Takes the next component off the front of a path; empty when there is none left.
-std::string_view takeComponent(std::string_view &path) {
-    while (!path.empty() && path.front() == '/')
-        path.remove_prefix(1);
-    const std::string_view component = path.substr(0, path.find('/'));
-    path.remove_prefix(component.size());
-    return component;
+/// The capacity of a block that must hold `size` bytes now and will hold more.
+std::size_t grown(std::size_t size) {
+    constexpr std::size_t smallest = 64;
+    return std::max({size, std::min(size + size / 4, Block::maxSize), smallest});
 }
 
-bool namesDirectoryOnly(std::string_view path) {
-    return !path.empty() && path.back() == '/';
+/// Compares two short texts of equal length without the cost of a call.
+inline bool areEqual(const char *a, const char *b, std::size_t length) {
+    using littleEndian::get;
+    if (length > 32)
+        return std::memcmp(a, b, length) == 0;
+    if (length > 16) {
+        const char *aEnd = a + length - 16, *bEnd = b + length - 16;
+        return ((get<std::uint64_t>(a) ^ get<std::uint64_t>(b)) |
+                (get<std::uint64_t>(a + 8) ^ get<std::uint64_t>(b + 8)) |
+                (get<std::uint64_t>(aEnd) ^ get<std::uint64_t>(bEnd)) |
+                (get<std::uint64_t>(aEnd + 8) ^ get<std::uint64_t>(bEnd + 8))) == 0;
+    }
+    if (length >= 8)
+        return get<std::uint64_t>(a) == get<std::uint64_t>(b) &&
+               get<std::uint64_t>(a + length - 8) == get<std::uint64_t>(b + length - 8);
+    if (length >= 4)
+        return get<std::uint32_t>(a) == get<std::uint32_t>(b) &&
+               get<std::uint32_t>(a + length - 4) == get<std::uint32_t>(b + length - 4);
+    for (std::size_t i = 0; i < length; ++i)
+        if (a[i] != b[i])
+            return false;
+    return true;
 }
 
-bool isAscii(std::string_view name) {
-    return std::all_of(name.begin(), name.end(), [](char c) { return (c & 0x80) == 0; });
+/// Takes a component off the end of a path, with the "/" before it; false when the path ends in
+/// another.
+inline bool takeBack(std::string_view &path, std::string_view component) {
+    if (component.size() > path.size())
+        return false;
+    std::size_t start = path.size() - component.size();
+    if (!areEqual(path.data() + start, component.data(), component.size()))
+        return false;
+    if (start > 0 && path[--start] != '/')
+        return false;
+    path = path.substr(0, start);
+    return true;
 }
 
-/// Where the system has no random bytes yet, the address of a variable must do.
-const XXH64_hash_t seed = [] {
-    XXH64_hash_t bytes = reinterpret_cast<std::uintptr_t>(&bytes);
-    (void)!::getrandom(&bytes, sizeof bytes, GRND_NONBLOCK);
-    return bytes;
-}();
+/// Makes room for one more element, and for as many again, so that a series of calls stays linear.
+template <class Element>
+void reserveOne(std::vector<Element> &elements) {
+    if (elements.size() == elements.capacity())
+        elements.reserve(std::max<std::size_t>(4, 2 * elements.size()));
+}
 
 } // namespace
 
-std::size_t NameHash::operator()(std::string_view name) const {
-    return XXH3_64bits_withSeed(name.data(), name.size(), seed);
-}
-
-Node *Directory::child(std::string_view name) const {
-    const auto found = children.find(name);
-    return found == children.end() ? nullptr : found->second.get();
-}
-
-void Directory::insert(std::shared_ptr<Node> node) {
-    const std::string_view key = node->name;
-    children.emplace(key, std::move(node));
-}
-
-std::vector<const Node *> Directory::sorted() const {
-    std::vector<const Node *> nodes;
-    nodes.reserve(children.size());
-    for (const auto &entry : children)
-        nodes.push_back(entry.second.get());
-    std::sort(nodes.begin(), nodes.end(),
-              [](const Node *a, const Node *b) { return a->name < b->name; });
-    return nodes;
-}
-
-bool isValidName(std::string_view name) {
-    constexpr std::size_t maxNameBytes = 3 * maxNameUnits;
-    if (name.empty() || name.size() > maxNameBytes || name == "." || name == ".." ||
-        name.find('/') != std::string_view::npos)
-        return false;
-    if (isAscii(name))
-        return name.size() <= maxNameUnits;
-    const QString units = toQString(name);
-    return units.size() <= maxNameUnits && !units.contains(QChar::ReplacementCharacter);
-}
-
-int levels(std::string_view path) {
-    int count = 0;
-    while (!takeComponent(path).empty())
-        ++count;
-    return count;
-}
-
-Node *find(Node &from, std::string_view path) {
-    const bool directoryOnly = namesDirectoryOnly(path);
-    Node *here = &from;
-    for (auto name = takeComponent(path); !name.empty(); name = takeComponent(path)) {
-        if (!here->isDirectory)
-            return nullptr;
-        here = static_cast<Directory *>(here)->child(name);
-        if (!here)
-            return nullptr;
+/// The path of a group, to hash it and its members.
+class Tree::Prefix {
+public:
+    Prefix(const Tree &tree, GroupId group) : _isRoot(group == root) {
+        if (_isRoot)
+            return;
+        GroupId top = group;
+        for (; tree._groups[top].parent != root; top = tree._groups[top].parent)
+            _length += tree._groups[top].name().size() + 1;
+        _top = tree._groups[top].name();
+        _topHash = Top(_top).hash;
+        char *end = _path + _length;
+        for (GroupId at = group; at != top; at = tree._groups[at].parent) {
+            const std::string_view name = tree._groups[at].name();
+            *--end = '/';
+            name.copy(end -= name.size(), name.size());
+        }
     }
-    return directoryOnly && !here->isDirectory ? nullptr : here;
+
+    /// The first level, empty for the root, and the levels below it.
+    std::string_view top() const { return _top; }
+    std::string_view name() const { return {_path, _length > 0 ? _length - 1 : 0}; }
+
+    std::uint32_t hash() const { return _topHash ^ Name(name()).hash; }
+    std::uint32_t hashOf(std::string_view member) {
+        if (_isRoot)
+            return pathHash(Top(member), Name({}));
+        member.copy(_path + _length, member.size());
+        return _topHash ^ Name({_path, _length + member.size()}).hash;
+    }
+
+private:
+    const bool _isRoot;
+    std::string_view _top;
+    std::uint32_t _topHash = 0;
+    std::size_t _length = 0; ///< with a "/" at the end, unless it is empty
+    char _path[maxPathSize];
+};
+
+Tree::Tree() : _groups(1) {}
+
+// Lookup
+
+inline bool Tree::isAt(GroupId id, const Top &top, std::string_view rest) const {
+    const Group *group = &_groups[id];
+    for (; !group->hasPath; group = &_groups[group->parent])
+        if (rest.empty() || group->parent == none || !takeBack(rest, group->name()))
+            return false;
+    const std::string_view text = group->text;
+    const std::size_t length = top.name.size();
+    if (!rest.empty())
+        return text.size() == length + 1 + rest.size() && text[length] == '/' &&
+               areEqual(text.data() + length + 1, rest.data(), rest.size()) &&
+               areEqual(text.data(), top.name.data(), length);
+    return text.size() == length && areEqual(text.data(), top.name.data(), length);
 }
 
-File *findFile(Node &from, std::string_view path) {
-    Node *node = find(from, path);
-    return node && !node->isDirectory ? static_cast<File *>(node) : nullptr;
+inline bool Tree::matches(const Index::Slot &slot, const Top &top, std::string_view rest) const {
+    if (slot.isGroup())
+        return isAt(slot.group, top, rest);
+    const std::string_view leaf = _groups[slot.group].block.name(slot.offset);
+    if (rest.empty())
+        return slot.group == root && leaf == top.name;
+    return takeBack(rest, leaf) && isAt(slot.group, top, rest);
 }
 
-Directory *findDirectory(Node &from, std::string_view path) {
-    Node *node = find(from, path);
-    return node && node->isDirectory ? static_cast<Directory *>(node) : nullptr;
+/// The slot of a name in normal form.
+inline Index::Slot *Tree::lookUp(const Top &top, const Name &name) {
+    const auto search = [&] {
+        return _index.find(pathHash(top, name),
+                           [&](const Index::Slot &slot) { return matches(slot, top, name.text); });
+    };
+    Index::Slot *slot = search();
+    return slot || _unindexed == 0 || !indexGroupAbove(top, name) ? slot : search();
 }
 
-bool add(Directory &root, std::string_view path, std::shared_ptr<Node> leaf, Parents parents) {
-    if (!leaf->isDirectory && namesDirectoryOnly(path))
+/// True when the properties of the group that would hold `name` have just entered the index.
+bool Tree::indexGroupAbove(const Top &top, const Name &name) {
+    GroupId group = root;
+    if (!name.text.empty()) {
+        const Name above(parentOf(name.text));
+        const Index::Slot *slot = _index.find(pathHash(top, above), [&](const Index::Slot &found) {
+            return found.isGroup() && isAt(found.group, top, above.text);
+        });
+        if (!slot)
+            return false;
+        group = slot->group;
+    }
+    if (_groups[group].isIndexed)
         return false;
-    Directory *parent = &root;
-    int level = 1;
-    std::string_view name = takeComponent(path);
-    while (!name.empty()) {
-        Node *next = parent->child(name);
-        if (!next)
+    index(group);
+    return true;
+}
+
+void Tree::index(GroupId id) {
+    Group &group = _groups[id];
+    Prefix prefix(*this, id);
+    _index.reserve(group.block.count());
+    group.block.forEach([&](std::uint32_t offset) {
+        _index.insert({prefix.hashOf(group.block.name(offset)), id, offset});
+    });
+    group.isIndexed = true;
+    --_unindexed;
+}
+
+Tree::Entry Tree::findFirst(const Top *first, const Top *last, const Name &name) {
+    for (const Top *top = first; top != last; ++top)
+        if (const Index::Slot *slot = lookUp(*top, name))
+            return {slot->group, slot->offset, static_cast<std::uint32_t>(top - first)};
+    if (name.isNormal())
+        return {};
+    const std::string normal = name.normal();
+    for (const Top *top = first; top != last; ++top)
+        if (const Index::Slot *slot = lookUp(*top, Name(normal));
+            slot && (slot->isGroup() || !name.namesGroupOnly()))
+            return {slot->group, slot->offset, static_cast<std::uint32_t>(top - first)};
+    return {};
+}
+
+std::vector<Tree::Member> Tree::members(GroupId id) {
+    sort(id);
+    const Group &group = _groups[id];
+    std::vector<Member> all;
+    all.reserve(group.block.count() + group.groups.size());
+    group.block.forEach([&](std::uint32_t offset) {
+        all.push_back({group.block.name(offset), false});
+    });
+    for (const GroupId child : group.groups)
+        all.push_back({_groups[child].name(), true});
+    return all;
+}
+
+Tree::PathSize Tree::pathSize(GroupId group) const {
+    PathSize size = {0, 0};
+    for (; group != root; group = _groups[group].parent) {
+        ++size.levels;
+        size.bytes += _groups[group].name().size() + 1;
+    }
+    return size;
+}
+
+Tree::GroupId Tree::next(GroupId group, GroupId top) const {
+    if (!_groups[group].groups.empty())
+        return _groups[group].groups.front();
+    while (group != top) {
+        const std::vector<GroupId> &siblings = _groups[_groups[group].parent].groups;
+        if (const std::size_t after = _groups[group].position + 1; after < siblings.size())
+            return siblings[after];
+        group = _groups[group].parent;
+    }
+    return none;
+}
+
+// The bytes of groups
+
+void Tree::sort(GroupId id) {
+    if (!_groups[id].block.isOrdered())
+        rewrite(id, _groups[id].block.capacity(), Block::none);
+    Group &group = _groups[id];
+    if (group.groupsAreSorted)
+        return;
+    std::sort(group.groups.begin(), group.groups.end(),
+              [this](GroupId a, GroupId b) { return _groups[a].name() < _groups[b].name(); });
+    for (std::size_t at = 0; at < group.groups.size(); ++at)
+        _groups[group.groups[at]].position = static_cast<std::uint32_t>(at);
+    group.groupsAreSorted = true;
+}
+
+void Tree::makeRoom(GroupId id, std::size_t size) {
+    Block &block = _groups[id].block;
+    if (block.hasRoom(size))
+        return;
+    const std::size_t capacity = grown(block.liveSize() + size);
+    if (block.hasGaps())
+        rewrite(id, capacity, Block::none);
+    else
+        block.grow(capacity);
+}
+
+/// Puts the properties of a group into a new block, in order, except the one at `without`.
+void Tree::rewrite(GroupId id, std::size_t capacity, std::uint32_t without) {
+    Group &group = _groups[id];
+    Block fresh(capacity);
+    std::vector<std::uint32_t> offsets = group.block.inOrder();
+    offsets.erase(std::remove(offsets.begin(), offsets.end(), without), offsets.end());
+    std::vector<Index::Slot *> slots;
+    if (group.isIndexed) {
+        // All are found before one of them changes: offsets tell equal hashes apart.
+        slots.reserve(offsets.size());
+        Prefix prefix(*this, id);
+        for (const std::uint32_t offset : offsets)
+            slots.push_back(
+                _index.find(prefix.hashOf(group.block.name(offset)), [&](const Index::Slot &slot) {
+                    return slot.group == id && slot.offset == offset;
+                }));
+    }
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
+        const std::uint32_t moved =
+            fresh.append(group.block.name(offsets[i]), group.block.value(offsets[i]));
+        if (group.isIndexed)
+            slots[i]->offset = moved;
+    }
+    group.block = std::move(fresh);
+}
+
+/// The bytes of a property, once it has `size` of them.
+char *Tree::resize(Index::Slot &slot, const Top &top, const Name &name, std::size_t size) {
+    Block &block = _groups[slot.group].block;
+    const std::size_t oldSize = block.value(slot.offset).size();
+    if (oldSize == size)
+        return block.valueBytes(slot.offset);
+    const std::string_view leaf = name.text.empty() ? top.name : leafOf(name.text);
+    if (block.hasRoom(Block::sizeOf(leaf, size)))
+        block.remove(slot.offset);
+    else
+        rewrite(slot.group, grown(block.liveSize() - oldSize + size), slot.offset);
+    slot.offset = block.append(leaf, size);
+    return block.valueBytes(slot.offset);
+}
+
+// Changes
+
+/// The groups that a path lacks, made beside the tree. They are freed unless they are moved into
+/// it.
+class Tree::NewGroups {
+public:
+    explicit NewGroups(Tree &tree) : _tree(tree) {}
+    ~NewGroups() {
+        if (!_groups.empty())
+            _tree.free(_groups.front().id);
+    }
+    NewGroups(const NewGroups &) = delete;
+    NewGroups &operator=(const NewGroups &) = delete;
+
+    /// Makes what is missing above the end of a path in normal form, and the end if it is a group.
+    /// False when the end exists, a property is above it, or a level is not allowed.
+    bool make(const Top &top, std::string_view text, bool endIsGroup);
+    /// The lowest group of the path.
+    GroupId lowest() const { return _groups.empty() ? _parent : _groups.back().id; }
+    void moveIntoTree() noexcept;
+
+private:
+    void add(std::string_view name, std::uint32_t hash);
+
+    struct NewGroup {
+        GroupId id;
+        std::uint32_t hash;
+    };
+    Tree &_tree;
+    GroupId _parent = root;
+    std::vector<NewGroup> _groups;
+};
+
+bool Tree::NewGroups::make(const Top &top, std::string_view text, bool endIsGroup) {
+    const auto slashes = std::count(text.begin(), text.end(), '/');
+    const auto levels = slashes + (text.empty() ? 1 : 2);
+    if (levels > maxLevels || top.name.size() + 1 + text.size() > maxPathSize)
+        return false;
+    std::string_view component = top.name, rest = text;
+    for (int level = 1;; ++level, component = takeComponent(rest)) {
+        const bool isEnd = level == levels;
+        const Name path(text.substr(0, text.size() - rest.size()));
+        const Index::Slot *slot = _groups.empty() ? _tree.lookUp(top, path) : nullptr;
+        if (slot) {
+            if (isEnd || !slot->isGroup())
+                return false;
+            _parent = slot->group;
+            continue;
+        }
+        if (!isValidComponent(component))
+            return false;
+        if (!isEnd || endIsGroup)
+            add(component, pathHash(top, path));
+        if (isEnd)
             break;
-        if (!next->isDirectory)
-            return false;
-        parent = static_cast<Directory *>(next);
-        name = takeComponent(path);
-        ++level;
     }
-    std::vector<std::string_view> missing;
-    for (; !name.empty(); name = takeComponent(path), ++level) {
-        if (level > maxLevels || !isValidName(name))
-            return false;
-        missing.push_back(name);
-    }
-    if (missing.empty() || (missing.size() > 1 && parents == Parents::MustExist))
-        return false;
-
-    // From the leaf upwards beside the tree; the last insertion is the only change to it.
-    leaf->name = missing.back();
-    std::shared_ptr<Node> top = std::move(leaf);
-    for (missing.pop_back(); !missing.empty(); missing.pop_back()) {
-        auto above = std::make_shared<Directory>(missing.back());
-        above->insert(std::move(top));
-        top = std::move(above);
-    }
-    parent->insert(std::move(top));
+    _tree._index.reserve(_groups.size() + 1);
     return true;
 }
 
-bool remove(Directory &root, std::string_view path) {
-    const bool directoryOnly = namesDirectoryOnly(path);
-    path = path.substr(0, path.find_last_not_of('/') + 1);
-    const std::size_t name = path.rfind('/') + 1;
-    Directory *parent = findDirectory(root, path.substr(0, name));
-    if (!parent)
+void Tree::NewGroups::add(std::string_view name, std::uint32_t hash) {
+    const GroupId parent = lowest();
+    reserveOne(_groups);
+    reserveOne(_tree._groups[parent].groups);
+    const GroupId id = _tree.newGroup(name, parent);
+    if (!_groups.empty())
+        _tree.attach(id, parent);
+    _groups.push_back({id, hash});
+}
+
+void Tree::NewGroups::moveIntoTree() noexcept {
+    if (_groups.empty())
+        return;
+    _tree.attach(_groups.front().id, _parent);
+    for (const NewGroup &group : _groups)
+        _tree._index.insert({group.hash, group.id, Index::none});
+    _groups.clear();
+}
+
+char *Tree::place(const Top &top, const Name &name, std::size_t size) {
+    if (Index::Slot *slot = lookUp(top, name)) {
+        if (slot->isGroup())
+            return nullptr;
+        char *bytes = resize(*slot, top, name, size);
+        changed();
+        return bytes;
+    }
+    if (name.isNormal())
+        return create(top, name, size);
+    if (name.namesGroupOnly())
+        return nullptr;
+    const std::string normal = name.normal();
+    return place(top, Name(normal), size);
+}
+
+char *Tree::create(const Top &top, const Name &name, std::size_t size) {
+    NewGroups above(*this);
+    if (!above.make(top, name.text, false))
+        return nullptr;
+    const std::string_view leaf = name.text.empty() ? top.name : leafOf(name.text);
+    const GroupId group = above.lowest();
+    makeRoom(group, Block::sizeOf(leaf, size));
+    above.moveIntoTree();
+    Block &block = _groups[group].block;
+    const std::uint32_t offset = block.append(leaf, size);
+    _index.insert({pathHash(top, name), group, offset});
+    changed();
+    return block.valueBytes(offset);
+}
+
+bool Tree::addGroup(const Top &top, const Name &name) {
+    const std::string normal = name.normal();
+    NewGroups groups(*this);
+    if (!groups.make(top, normal, true))
         return false;
-    const auto entry = parent->children.find(path.substr(name));
-    if (entry == parent->children.end() || (directoryOnly && !entry->second->isDirectory))
-        return false;
-    // The key is a view of the node's name, so the node outlives its entry.
-    const std::shared_ptr<Node> node = std::move(entry->second);
-    parent->children.erase(entry);
+    groups.moveIntoTree();
+    changed();
     return true;
 }
 
-} // namespace filesystem::tree
+bool Tree::remove(const Top &top, const Name &name) {
+    const std::string normal = name.normal();
+    const Name path(normal);
+    Index::Slot *slot = lookUp(top, path);
+    if (!slot || (!slot->isGroup() && name.namesGroupOnly()))
+        return false;
+    changed();
+    _openFiles.detach(top.name, normal);
+    const GroupId group = slot->group;
+    if (slot->isGroup()) {
+        _index.erase(slot);
+        removeContent(group);
+        detach(group);
+        free(group);
+        return true;
+    }
+    Block &block = _groups[group].block;
+    block.remove(slot->offset);
+    _index.erase(slot);
+    if (block.count() == 0)
+        block = Block();
+    return true;
+}
+
+// Groups
+
+/// A group with the path that it will have in `parent`.
+Tree::GroupId Tree::newGroup(std::string_view name, GroupId parent) {
+    constexpr std::size_t shortPath = 47;
+    const Group &above = _groups[parent];
+    Group group;
+    group.nameLength = static_cast<std::uint16_t>(name.size());
+    const bool isTop = above.text.empty();
+    group.hasPath = isTop || (above.hasPath && above.text.size() + 1 + name.size() <= shortPath);
+    if (group.hasPath && !isTop) {
+        group.text.reserve(above.text.size() + 1 + name.size());
+        group.text.append(above.text).append("/");
+    }
+    group.text.append(name);
+    return store(std::move(group));
+}
+
+Tree::GroupId Tree::store(Group &&group) {
+    if (_firstFree == none) {
+        _groups.push_back(std::move(group));
+        return static_cast<GroupId>(_groups.size() - 1);
+    }
+    const GroupId id = _firstFree;
+    _firstFree = _groups[id].parent;
+    _groups[id] = std::move(group);
+    return id;
+}
+
+/// The parent must have room for one more.
+void Tree::attach(GroupId id, GroupId parent) noexcept {
+    std::vector<GroupId> &siblings = _groups[parent].groups;
+    if (!siblings.empty() && _groups[siblings.back()].name() > _groups[id].name())
+        _groups[parent].groupsAreSorted = false;
+    _groups[id].parent = parent;
+    _groups[id].position = static_cast<std::uint32_t>(siblings.size());
+    siblings.push_back(id);
+}
+
+void Tree::detach(GroupId id) noexcept {
+    Group &parent = _groups[_groups[id].parent];
+    const std::uint32_t position = _groups[id].position;
+    if (parent.groups.back() != id) {
+        parent.groups[position] = parent.groups.back();
+        _groups[parent.groups[position]].position = position;
+        parent.groupsAreSorted = false;
+    }
+    parent.groups.pop_back();
+}
+
+/// Frees all that is in a group.
+void Tree::removeContent(GroupId top) noexcept {
+    const auto erase = [this](std::uint32_t hash, GroupId group, std::uint32_t offset) {
+        _index.erase(_index.find(hash, [=](const Index::Slot &slot) {
+            return slot.group == group && slot.offset == offset;
+        }));
+    };
+    for (GroupId id = top; id != none; id = next(id, top)) {
+        Group &group = _groups[id];
+        Prefix prefix(*this, id);
+        if (id != top)
+            erase(prefix.hash(), id, Index::none);
+        if (group.isIndexed)
+            group.block.forEach([&](std::uint32_t offset) {
+                erase(prefix.hashOf(group.block.name(offset)), id, offset);
+            });
+    }
+    while (!_groups[top].groups.empty()) {
+        const GroupId last = _groups[top].groups.back();
+        _groups[top].groups.pop_back();
+        free(last);
+    }
+    _groups[top].block = Block();
+    if (!std::exchange(_groups[top].isIndexed, true))
+        --_unindexed;
+}
+
+/// Frees groups that are not in the tree, the lowest first.
+void Tree::free(GroupId top) noexcept {
+    for (GroupId id = top;;) {
+        if (!_groups[id].groups.empty()) {
+            id = _groups[id].groups.back();
+            continue;
+        }
+        const GroupId parent = _groups[id].parent;
+        _unindexed -= !_groups[id].isIndexed;
+        _groups[id] = Group();
+        _groups[id].parent = std::exchange(_firstFree, id);
+        if (id == top)
+            return;
+        _groups[parent].groups.pop_back();
+        id = parent;
+    }
+}
+
+// Loading
+
+Tree::Builder::Builder(Tree &tree, std::size_t count, GroupId target)
+    : _tree(tree), _target(target) {
+    tree._groups.reserve(tree._groups.size() + count + 1);
+    tree._index.reserve(count);
+    Group first; // stands for the target while the groups below it are made
+    first.text = tree._groups[target].text;
+    first.hasPath = tree._groups[target].hasPath;
+    _first = tree.store(std::move(first));
+}
+
+Tree::Builder::~Builder() {
+    _tree.free(_first);
+}
+
+Tree::GroupId Tree::Builder::add(GroupId parent, std::string_view name) {
+    reserveOne(_tree._groups[parent].groups);
+    const GroupId id = _tree.newGroup(name, parent);
+    _tree.attach(id, parent);
+    return id;
+}
+
+void Tree::Builder::setProperties(GroupId id, std::string_view bytes, std::size_t count) {
+    if (count == 0)
+        return;
+    Group &group = _tree._groups[id];
+    group.block = Block(bytes, count);
+    group.isIndexed = false;
+    ++_tree._unindexed;
+}
+
+void Tree::Builder::moveIntoTree() noexcept {
+    _tree.changed();
+    const Prefix path(_tree, _target);
+    _tree._openFiles.detach(path.top(), path.name());
+    _tree.removeContent(_target);
+    Group &from = _tree._groups[_first], &to = _tree._groups[_target];
+    std::swap(from.groups, to.groups);
+    std::swap(from.block, to.block);
+    std::swap(from.isIndexed, to.isIndexed);
+    std::swap(from.groupsAreSorted, to.groupsAreSorted);
+    for (const GroupId child : to.groups)
+        _tree._groups[child].parent = _target;
+    for (GroupId id = _tree.next(_target, _target); id != none; id = _tree.next(id, _target))
+        _tree._index.insert({Prefix(_tree, id).hash(), id, Index::none});
+}
+
+} // namespace filesystem

@@ -1,75 +1,168 @@
 #pragma once
 
+#include "filesystem/Block.h"
+#include "filesystem/Index.h"
+#include "filesystem/OpenFiles.h"
+#include "filesystem/Path.h"
+
 #include <cstddef>
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
-/// The tree in memory, addressed by paths in UTF-8. `RAMFileSystem` is its face for `QString`; the
-/// register walks it directly, so that a read or a write costs no conversion and no copy of a path.
+namespace filesystem {
+
+/// The tree in memory. `RAMFileSystem` is its face for `QString`; the register uses it directly, so
+/// that a read or a write converts and copies nothing.
 ///
-/// Nothing here recurses by the depth of a path that has not been checked against `maxLevels`.
-namespace filesystem::tree {
+/// A group is a small record; its properties lie in one `Block`. One `Index` finds both by the hash
+/// of their whole path, so a lookup costs no walk from level to level; the hit is then compared
+/// with the path, from the leaf up. The properties of a loaded group enter the index when something
+/// is first looked for in that group.
+///
+/// Names are given as the first level (`Top`) and the levels below it (`Name`), in any spelling;
+/// the tree stores them in normal form. A `Top` is one valid component.
+///
+/// `place`, `addGroup`, `remove` and `Builder::moveIntoTree` change the tree, and each calls
+/// `changed` when it does. A call that throws has changed nothing; memory is reserved before
+/// anything changes. Nothing here recurses.
+class Tree {
+public:
+    using GroupId = std::uint32_t;
+    static constexpr GroupId none = Index::none;
+    static constexpr GroupId root = 0;
 
-constexpr int maxLevels = 512;    ///< levels of a path, the root not counted
-constexpr int maxNameUnits = 255; ///< UTF-16 code units of one name
+    /// What is at a path: nothing, a group, or a property. Valid until the tree changes.
+    struct Entry {
+        GroupId group = none; ///< the group itself, or the one that holds the property
+        std::uint32_t offset = Index::none; ///< of a property in its group's block
+        std::uint32_t top = 0;              ///< which of the first levels it was found below
 
-struct Node {
-    Node(std::string_view name, bool isDirectory) : name(name), isDirectory(isDirectory) {}
-    std::string name;
-    const bool isDirectory;
+        explicit operator bool() const { return group != none; }
+        bool isGroup() const { return group != none && offset == Index::none; }
+        bool isProperty() const { return offset != Index::none; }
+    };
+
+    Tree();
+
+    Entry find(const Top &top, const Name &name) { return findFirst(&top, &top + 1, name); }
+    /// The same below several first levels; the first of them that holds the name wins.
+    Entry findFirst(const Top *first, const Top *last, const Name &name);
+    /// The bytes of a property.
+    std::string_view value(const Entry &property) const {
+        return _groups[property.group].block.value(property.offset);
+    }
+
+    /// Makes a property hold `size` bytes and returns them, to be filled in at once. The property
+    /// and the groups above it are created where they are missing. Null, and nothing changed, when
+    /// the name is a group, a property is above it, or a level is not allowed. Throws
+    /// `std::length_error` when a group would hold more than 4 GiB.
+    char *place(const Top &top, const Name &name, std::size_t size);
+    /// Creates a group and the groups above it. False, and nothing changed, when it exists or
+    /// cannot be created.
+    bool addGroup(const Top &top, const Name &name);
+    /// Removes a property, or a group with all that is in it; false when there is none.
+    bool remove(const Top &top, const Name &name);
+
+    struct Member {
+        std::string_view name;
+        bool isGroup;
+    };
+    /// The members of a group: its properties in the order of the bytes of their names, then its
+    /// groups in theirs. Valid until the tree changes.
+    std::vector<Member> members(GroupId group);
+
+    /// The number of levels of a group's path, and of the bytes of their names.
+    struct PathSize {
+        int levels;
+        std::size_t bytes; ///< with a "/" behind each level
+    };
+    PathSize pathSize(GroupId group) const;
+
+    // For the register file. Groups are visited from the top down, each before its own groups.
+
+    /// Puts the properties and the groups of a group in the order of their names.
+    void sort(GroupId group);
+    std::string_view name(GroupId group) const { return _groups[group].name(); }
+    const Block &properties(GroupId group) const { return _groups[group].block; }
+    std::size_t groupCount(GroupId group) const { return _groups[group].groups.size(); }
+    /// The group after `group` in a walk of what is below `top`; `none` at the end.
+    GroupId next(GroupId group, GroupId top) const;
+
+    /// The number of changes so far.
+    std::uint64_t changes() const { return _changes; }
+
+    /// The files that are open for writing. They are detached when they are removed.
+    OpenFiles &openFiles() { return _openFiles; }
+
+    /// Groups under construction beside the tree. They are freed unless they are moved into it.
+    class Builder {
+    public:
+        /// Makes room for `count` groups, which are to replace all that is in `target`.
+        Builder(Tree &tree, std::size_t count, GroupId target);
+        ~Builder();
+        Builder(const Builder &) = delete;
+        Builder &operator=(const Builder &) = delete;
+
+        GroupId first() const { return _first; }
+        GroupId add(GroupId parent, std::string_view name);
+        void setProperties(GroupId group, std::string_view bytes, std::size_t count);
+        /// Replaces all that is in the target by what is in the first group.
+        void moveIntoTree() noexcept;
+
+    private:
+        Tree &_tree;
+        const GroupId _target;
+        GroupId _first;
+    };
+
+private:
+    struct Group {
+        /// Ends in the name. A short path is kept whole, so that one comparison tests it.
+        std::string text;
+        std::uint16_t nameLength = 0;
+        bool hasPath = false;
+        bool isIndexed = true;
+        bool groupsAreSorted = true;
+        GroupId parent = none;      ///< in a free record: the next one
+        std::uint32_t position = 0; ///< among the parent's groups
+        Block block;
+        std::vector<GroupId> groups;
+
+        std::string_view name() const {
+            return std::string_view(text).substr(text.size() - nameLength);
+        }
+    };
+    class Prefix;
+    class NewGroups;
+
+    Index::Slot *lookUp(const Top &top, const Name &name);
+    bool matches(const Index::Slot &slot, const Top &top, std::string_view rest) const;
+    bool isAt(GroupId group, const Top &top, std::string_view rest) const;
+    bool indexGroupAbove(const Top &top, const Name &name);
+    void index(GroupId group);
+
+    char *resize(Index::Slot &slot, const Top &top, const Name &name, std::size_t size);
+    char *create(const Top &top, const Name &name, std::size_t size);
+    void makeRoom(GroupId group, std::size_t size);
+    void rewrite(GroupId group, std::size_t capacity, std::uint32_t without);
+
+    GroupId newGroup(std::string_view name, GroupId parent);
+    GroupId store(Group &&group);
+    void attach(GroupId group, GroupId parent) noexcept;
+    void detach(GroupId group) noexcept;
+    /// Every change of the tree ends up here.
+    void changed() noexcept { ++_changes; }
+    void removeContent(GroupId top) noexcept;
+    void free(GroupId top) noexcept;
+
+    std::vector<Group> _groups; ///< the root first; free records are linked by `parent`
+    GroupId _firstFree = none;
+    std::size_t _unindexed = 0; ///< groups whose properties are not in the index
+    std::uint64_t _changes = 0;
+    Index _index;
+    OpenFiles _openFiles;
 };
 
-/// Short values (15 bytes with libstdc++) lie inside the string, so most properties own no memory
-/// beyond their node. A handle for writing keeps a weak pointer to the file that it will fill.
-struct File : Node, std::enable_shared_from_this<File> {
-    explicit File(std::string_view name = {}, std::string bytes = {})
-        : Node(name, false), bytes(std::move(bytes)) {}
-    std::string bytes;
-};
-
-/// Seeded once per process, so that no file can be made whose names collide. Not `noexcept` on
-/// purpose: libstdc++ then keeps each hash in its node instead of computing it again on a walk.
-struct NameHash {
-    std::size_t operator()(std::string_view name) const;
-};
-
-/// The keys are views of the children's own names.
-struct Directory : Node {
-    explicit Directory(std::string_view name = {}) : Node(name, true) {}
-    std::unordered_map<std::string_view, std::shared_ptr<Node>, NameHash> children;
-
-    Node *child(std::string_view name) const;
-    void insert(std::shared_ptr<Node> node);
-    /// The children in the order of their names' bytes, as unsigned values.
-    std::vector<const Node *> sorted() const;
-};
-
-/// True for a name that a node may have: valid UTF-8 of at most `maxNameUnits`, not empty, without
-/// "/" and U+FFFD, neither "." nor "..".
-bool isValidName(std::string_view name);
-
-/// The number of components of a path.
-int levels(std::string_view path);
-
-/// What is at `path`, seen from `from`, or null. The empty path is `from` itself.
-Node *find(Node &from, std::string_view path);
-
-/// `find`, for a file or for a directory alone.
-File *findFile(Node &from, std::string_view path);
-Directory *findDirectory(Node &from, std::string_view path);
-
-enum class Parents { MustExist, Create };
-
-/// Puts `leaf` at `path` and names it, in one step: either the leaf and, where asked for, all
-/// missing directories above it are there afterwards, or, when it returns false or throws, nothing
-/// has changed. False when something is at the path, a file is in its way, its parent is missing
-/// and must exist, or a level would be too deep or have a bad name.
-bool add(Directory &root, std::string_view path, std::shared_ptr<Node> leaf, Parents parents);
-
-/// Removes what is at `path`; false when nothing is there or the path is the root.
-bool remove(Directory &root, std::string_view path);
-
-} // namespace filesystem::tree
+} // namespace filesystem

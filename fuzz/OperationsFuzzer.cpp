@@ -180,7 +180,7 @@ void checkName(_Register &reg, Model (&models)[3], const std::string &name) {
         require(!model.isGroup(name) || count == model.memberCount(name));
         std::string value;
         const bool isString = model.isProperty(name) && (**model.find(name))[0] == 'S';
-        require(reg.findValue(name, value, scope) == isString);
+        require(reg.findValue(name, value, scope).has_value() == isString);
     }
     checkRead(reg, models, name);
 }

@@ -10,8 +10,9 @@ using namespace filesystem;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const std::string file(reinterpret_cast<const char *>(data), size);
     try {
-        const tree::Directory tree = registerFormat::decode(file, 1);
-        if (registerFormat::encode(tree) != file && !file.empty())
+        Tree tree;
+        registerFormat::decode(file, tree, Tree::root);
+        if (registerFormat::encode(tree, Tree::root) != file && !file.empty())
             std::abort();
     } catch (const utils::Exception &) {
     }

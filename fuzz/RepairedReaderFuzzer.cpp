@@ -14,14 +14,16 @@ using namespace filesystem;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     constexpr std::size_t headerLength = 32, lengthAt = 16, checksumAt = 24;
-    std::string file = registerFormat::encode(tree::Directory()).substr(0, checksumAt);
+    Tree tree;
+    std::string file = registerFormat::encode(tree, Tree::root).substr(0, checksumAt);
     littleEndian::put(&file[lengthAt], std::uint64_t{size});
     file.append(reinterpret_cast<const char *>(data), size);
     const std::uint64_t checksum = XXH3_64bits(file.data(), file.size());
     file.insert(checksumAt, headerLength - checksumAt, '\0');
     littleEndian::put(&file[checksumAt], checksum);
     try {
-        if (registerFormat::encode(registerFormat::decode(file, 1)) != file)
+        registerFormat::decode(file, tree, Tree::root);
+        if (registerFormat::encode(tree, Tree::root) != file)
             std::abort();
     } catch (const utils::Exception &error) {
         // Nothing but the structure may be wrong.

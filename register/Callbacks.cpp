@@ -78,14 +78,14 @@ bool Callbacks::hears(std::string_view name) const {
     return false;
 }
 
-void Callbacks::tell(void *sender, const std::string &name) {
+void Callbacks::notify(void *sender, const std::string &name) {
     const Walk walk(*this);
     for (std::string_view key = name; !key.empty(); key = keyAbove(key))
         if (_filter.ask(key).mayBeKey)
-            tellUnder(key, sender, name);
+            notifyUnder(key, sender, name);
 }
 
-void Callbacks::tellUnder(std::string_view key, void *sender, const std::string &name) {
+void Callbacks::notifyUnder(std::string_view key, void *sender, const std::string &name) {
     const auto [first, end] = _entries.equal_range(key);
     if (first == end)
         return;

@@ -39,7 +39,7 @@ public:
     bool hears(std::string_view name) const;
     /// Tells the callbacks that the name has changed, those of the nearest key first, in the order
     /// of registration, but not those that belong to `sender`. Throws what they throw.
-    void tell(void *sender, const std::string &name);
+    void notify(void *sender, const std::string &name);
 
 private:
     using Entries = std::multimap<std::string, Callback *, std::less<>>;
@@ -47,7 +47,7 @@ private:
     using Registration = std::pair<Callback *, std::string_view>;
     class Walk;
 
-    void tellUnder(std::string_view key, void *sender, const std::string &name);
+    void notifyUnder(std::string_view key, void *sender, const std::string &name);
     void eraseRemoved() noexcept;
     void fillFilter() noexcept;
 

@@ -29,7 +29,7 @@ void _Register::notify(void *sender) {
     names.swap(_changedProperties);
     try {
         for (const std::string &name : names)
-            _callbacks->tell(sender, name);
+            _callbacks->notify(sender, name);
     } catch (...) {
         if (names.size() > _changedProperties.size())
             names.swap(_changedProperties); // the fewer go to the more

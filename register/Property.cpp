@@ -86,10 +86,14 @@ PropertyHandle &PropertyHandle::operator=(PropertyHandle &&other) noexcept {
 }
 
 PropertyHandle::~PropertyHandle() {
-    if (std::uncaught_exceptions() > _exceptions)
+    if (std::uncaught_exceptions() > _exceptions) {
         delete _handle;
-    else if (_handle)
-        initializedRegister().closeProperty(*_handle);
+    } else if (_handle) {
+        try {
+            initializedRegister().closeProperty(*_handle);
+        } catch (const std::exception &) { // no memory for the bytes
+        }
+    }
 }
 
 QString Storage<QString>::load(const Stored &stored) {

@@ -77,7 +77,7 @@ public:
     /// True when the property's own scope holds a value of its type.
     bool isSet() const {
         Stored stored{};
-        return initializedRegister().findValue(_name, stored, _scope);
+        return initializedRegister().findValue(_name, stored, _scope).has_value();
     }
 
     /// Writes the value into the property's scope and tells the callbacks, except those of
@@ -140,7 +140,8 @@ public:
     PropertyHandle(PropertyHandle &&other) noexcept;
     PropertyHandle &operator=(PropertyHandle &&other) noexcept;
     /// Closes it: what was written becomes the property's content; but not when an exception is
-    /// what destroys it, since then it may not be all.
+    /// what destroys it, since then it may not be all, and not when memory runs out. To hear of the
+    /// latter, use `_Register::openProperty` and `closeProperty`, which throws.
     ~PropertyHandle();
 
     /// For the file-system operations of the register; owned by this object.

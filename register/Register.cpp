@@ -1,9 +1,12 @@
 #include "register/Register.h"
 
 #include "filesystem/RealFileSystem.h"
+#include "filesystem/RegisterFormat.h"
 #include "filesystem/Utf8.h"
 #include "register/Callbacks.h"
 #include "register/Lock.h"
+#include "register/Saver.h"
+#include "register/Scopes.h"
 
 #include <memory>
 #include <new>
@@ -13,6 +16,7 @@ namespace utils::properties {
 using filesystem::FileHandle;
 using filesystem::RealFileSystem;
 using filesystem::toQString;
+using filesystem::Tree;
 
 // The order matters: what is first constructed is last destroyed, and the register, constructed
 // after all of these, still saves to its path when it goes. The mutex stays for threads that
@@ -35,10 +39,10 @@ _Register &_Register::getInstance() {
     return *_reg;
 }
 
-_Register::_Register() : _callbacks(std::make_unique<Callbacks>()) {
-    mkdir(QStringLiteral("/global"));
-    mkdir(QStringLiteral("/user/"));
-    mkdir(QStringLiteral("/temp/"));
+_Register::_Register()
+    : _callbacks(std::make_unique<Callbacks>()), _saver(std::make_unique<Saver>()) {
+    for (const Scope &scope : scopes)
+        mkdir(toQString(scope.root));
     load();
 }
 
@@ -46,11 +50,11 @@ _Register::~_Register() = default;
 
 /// The end of the process: the last save, after which nobody is told of anything.
 void _Register::end() noexcept {
-    const Lock lock(*_mutex);
     try {
         save();
     } catch (...) { // there is nobody left to tell
     }
+    const Lock lock(*_mutex);
     _callbacks->clear();
     _changedProperties.clear();
 }
@@ -68,6 +72,7 @@ void _Register::initialize(const std::string &globalPath, const std::string &use
     instance.save();
 }
 
+/// The global file is read before the user's.
 void _Register::load() {
     if (_haveGlobalRegister)
         loadScope(_GlobalRegisterPath, GlobalScope);
@@ -83,37 +88,31 @@ void _Register::loadScope(const std::string &directory, RegisterScope scope) {
     if (!disk.open(file, &handle, ReadMode))
         throw Exception("Can't open " + directory + "/" + _BV_REGISTER_NAME);
     const std::unique_ptr<FileHandle> owned(handle);
-    unserialize(toQString(rootOf(scope)), *handle);
+    unserialize(toQString(_nameToPath({}, scope)), *handle);
 }
 
 void _Register::save() const {
-    const Lock lock(*_mutex);
+    std::unique_lock<boost::recursive_mutex> lock(*_mutex);
+    const std::uint64_t number = _saver->nextNumber();
     try {
-        _saveError = saveUserScope();
+        const std::string directory = _UserRegisterPath;
+        const Tree::Entry root = tree().find(topOf(UserScope), filesystem::Name({}));
+        if (!root.isGroup())
+            return _saver->setError(number, "The user scope has been removed.");
+        const std::string bytes = filesystem::registerFormat::encode(tree(), root.group);
+        lock.unlock();
+        _saver->write(number, directory, bytes);
     } catch (const std::bad_alloc &) {
-        _saveError = "out of memory"; // short enough to need none
+        _saver->setError(number, "out of memory"); // short enough to need none
         throw;
     } catch (const std::exception &error) {
-        _saveError = error.what();
+        _saver->setError(number, error.what());
         throw;
     }
 }
 
-/// Why it failed, or nothing.
-std::string _Register::saveUserScope() const {
-    RealFileSystem disk(toQString(_UserRegisterPath));
-    FileHandle *handle = nullptr;
-    if (!disk.open(toQString(_BV_REGISTER_NAME), &handle, WriteMode))
-        return disk.error();
-    std::unique_ptr<FileHandle> owned(handle);
-    if (!serialize(toQString(rootOf(UserScope)), *handle))
-        return "The user scope has been removed.";
-    return disk.close(owned.release()) ? std::string() : disk.error();
-}
-
 std::string _Register::saveError() const {
-    const Lock lock(*_mutex);
-    return _saveError;
+    return _saver->error();
 }
 
 bool _test_register_path(const std::string &dir, const std::string &fileName) {

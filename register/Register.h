@@ -5,12 +5,10 @@
 #include "filesystem/RAMFileSystem.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace boost {
@@ -20,6 +18,7 @@ class recursive_mutex;
 namespace utils::properties {
 
 class Callbacks;
+class Saver;
 
 /// Where a property lives. A read takes the first of user, global and temp that holds its name.
 enum RegisterScope : std::int32_t {
@@ -186,15 +185,28 @@ public:
     void _readIntegers(const std::string &name, std::vector<int> &values) const;
     void _readBooleans(const std::string &name, std::vector<bool> &values) const;
 
-    /// Reads a value without throwing for what is not there: true when the scope holds a property
-    /// of that name with a whole value of this type, else `value` is untouched. `Value` is
-    /// `std::string`, `double`, `int`, `bool` or a `std::vector` of one of them.
-    template <class Value>
-    bool findValue(const std::string &name, Value &value, RegisterScope scope) const;
-    /// The same in the user, the global and the temp scope, in that order; returns the first that
-    /// holds such a value. Unlike the other reads it passes over groups and values of other types.
-    template <class Value>
-    std::optional<RegisterScope> findValue(const std::string &name, Value &value) const;
+    // Reads that throw nothing for what is not there. They look in the user, the global and the
+    // temp scope, in that order, or in `scope` alone, and return the first scope that holds a
+    // property of that name with a whole value of that type. Where none does, `value` is untouched.
+    // Unlike the reads above they pass over groups and values of other types.
+
+    std::optional<RegisterScope> findValue(const std::string &name, std::string &value,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name, double &value,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name, int &value,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name, bool &value,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name,
+                                           std::vector<std::string> &values,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name, std::vector<double> &values,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name, std::vector<int> &values,
+                                           std::optional<RegisterScope> scope = {}) const;
+    std::optional<RegisterScope> findValue(const std::string &name, std::vector<bool> &values,
+                                           std::optional<RegisterScope> scope = {}) const;
 
     /// The type of the value that a read of the name finds; for a list, the type of its elements
     /// goes into `elementType`, unless that is null. A property without a value has the type 0.
@@ -260,25 +272,14 @@ private:
     ~_Register() override;
     void end() noexcept;
 
-    static constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
+    friend class Change;
 
-    static std::string_view rootOf(RegisterScope scope);
-    filesystem::tree::Directory *scopeRoot(RegisterScope scope) const;
     void loadScope(const std::string &directory, RegisterScope scope);
-    std::string saveUserScope() const;
-    const std::string *locateValue(const std::string &name) const;
-    template <class WhenGroup, class Value>
-    void readValue(const std::string &name, Value &value) const;
-    template <class Value>
-    void writeValue(void *sender, const std::string &name, const Value &value, RegisterScope scope);
-    bool replaceValue(const std::string &name, RegisterScope scope, std::string &bytes);
-    template <class Change>
-    void change(void *sender, const std::string &name, Change makeChange);
 
     // Guarded by `*_mutex`, like the tree.
     std::set<std::string> _changedProperties;
     std::unique_ptr<Callbacks> _callbacks;
-    mutable std::string _saveError;
+    std::unique_ptr<Saver> _saver; ///< has locks of its own
 };
 
 /// True when a register file can be kept in the directory: the file, or the directory part of its

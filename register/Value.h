@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filesystem/LittleEndian.h"
+#include "filesystem/ByteReader.h"
 #include "register/Register.h"
 
 #include <climits>
@@ -11,79 +11,65 @@
 #include <string_view>
 #include <vector>
 
-/// The bytes of a property's file: the tag of its type, then the value; docs/file-format.md
-/// describes them. `encode` makes them, `decode` reads them.
+/// The bytes of a property: the tag of its type, then the value; docs/file-format.md describes
+/// them. `encodedSize` and `encode` make them, `decode` reads them.
 namespace utils::properties {
 
-namespace littleEndian = filesystem::littleEndian;
-
-inline void putInt(std::string &bytes, std::int32_t value) {
-    char buffer[sizeof value];
-    littleEndian::put(buffer, static_cast<std::uint32_t>(value));
-    bytes.append(buffer, sizeof buffer);
-}
+using filesystem::ByteReader;
 
 /// Lengths and counts are stored as an `int`.
-inline std::int32_t toInt(std::size_t size) {
+inline std::uint32_t toLength(std::size_t size) {
     if (size > INT_MAX)
         throw std::length_error("The value is too large for a property.");
-    return static_cast<std::int32_t>(size);
+    return static_cast<std::uint32_t>(size);
 }
 
-/// Takes a value's parts off the front of its bytes. Each take is false when the rest cannot hold
-/// it.
-class ValueReader {
+/// Writes to memory that the caller has measured.
+class ByteWriter {
 public:
-    explicit ValueReader(std::string_view rest) : _rest(rest) {}
+    explicit ByteWriter(char *bytes) : _bytes(bytes) {}
 
-    bool takeBytes(std::size_t count, std::string_view &bytes) {
-        if (count > _rest.size())
-            return false;
-        bytes = _rest.substr(0, count);
-        _rest.remove_prefix(count);
-        return true;
+    template <class Unsigned>
+    void put(Unsigned value) {
+        filesystem::littleEndian::put(_bytes, value);
+        _bytes += sizeof value;
     }
-    bool takeInt(std::int32_t &value) {
-        std::string_view bytes;
-        if (!takeBytes(sizeof value, bytes))
-            return false;
-        value = static_cast<std::int32_t>(littleEndian::get<std::uint32_t>(bytes.data()));
-        return true;
-    }
-    /// True when the next byte is that tag, which is taken then.
-    bool takeTag(Type tag) {
-        if (_rest.empty() || _rest.front() != static_cast<char>(tag))
-            return false;
-        _rest.remove_prefix(1);
-        return true;
-    }
+    void put(std::string_view bytes) { _bytes += bytes.copy(_bytes, bytes.size()); }
+    void put(Type tag) { put(static_cast<std::uint8_t>(tag)); }
 
 private:
-    std::string_view _rest;
+    char *_bytes;
 };
 
-/// What tells the types apart: the tag, how one value is written, and how it is read as a `View`,
-/// which owns nothing. `inMemory` says that its bytes are those of this machine's own
-/// representation.
+/// True when the next byte is that tag, which is taken then.
+inline bool takeTag(ByteReader &reader, Type tag) {
+    std::uint8_t byte = 0;
+    return reader.take(byte) && byte == tag;
+}
+
+/// The table of the types: the tag, how many bytes one value has behind it, how it is written, and
+/// how it is read as a `View`, which owns nothing. `inMemory` means that its bytes are those of
+/// this machine's own representation.
 template <class Value>
 struct Form;
 
-constexpr bool isLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+constexpr bool isLittleEndian = filesystem::littleEndian::isHostOrder;
 
 template <>
 struct Form<std::string> {
     using View = std::string_view;
     static constexpr Type tag = StringType;
     static constexpr bool inMemory = false;
-    static std::size_t size(std::string_view value) { return sizeof(std::int32_t) + value.size(); }
-    static void put(std::string &bytes, std::string_view value) {
-        putInt(bytes, toInt(value.size()));
-        bytes += value;
+    static std::size_t size(std::string_view value) {
+        return sizeof(std::uint32_t) + toLength(value.size());
     }
-    static bool take(ValueReader &reader, View &value) {
-        std::int32_t length = 0;
-        return reader.takeInt(length) && length >= 0 &&
-               reader.takeBytes(static_cast<std::size_t>(length), value);
+    static void put(ByteWriter &writer, std::string_view value) {
+        writer.put(static_cast<std::uint32_t>(value.size()));
+        writer.put(value);
+    }
+    static bool take(ByteReader &reader, View &value) {
+        std::uint32_t length = 0;
+        return reader.take(length) && length <= INT_MAX && reader.take(length, value);
     }
 };
 
@@ -93,18 +79,15 @@ struct Form<double> {
     static constexpr Type tag = NumberType;
     static constexpr bool inMemory = isLittleEndian;
     static std::size_t size(double) { return sizeof(double); }
-    static void put(std::string &bytes, double value) {
+    static void put(ByteWriter &writer, double value) {
         std::uint64_t bits = 0;
         std::memcpy(&bits, &value, sizeof bits);
-        char buffer[sizeof bits];
-        littleEndian::put(buffer, bits);
-        bytes.append(buffer, sizeof buffer);
+        writer.put(bits);
     }
-    static bool take(ValueReader &reader, View &value) {
-        std::string_view bytes;
-        if (!reader.takeBytes(sizeof value, bytes))
+    static bool take(ByteReader &reader, View &value) {
+        std::uint64_t bits = 0;
+        if (!reader.take(bits))
             return false;
-        const auto bits = littleEndian::get<std::uint64_t>(bytes.data());
         std::memcpy(&value, &bits, sizeof value);
         return true;
     }
@@ -115,9 +98,17 @@ struct Form<int> {
     using View = int;
     static constexpr Type tag = IntegerType;
     static constexpr bool inMemory = isLittleEndian;
-    static std::size_t size(int) { return sizeof(std::int32_t); }
-    static void put(std::string &bytes, int value) { putInt(bytes, value); }
-    static bool take(ValueReader &reader, View &value) { return reader.takeInt(value); }
+    static std::size_t size(int) { return sizeof(std::uint32_t); }
+    static void put(ByteWriter &writer, int value) {
+        writer.put(static_cast<std::uint32_t>(value));
+    }
+    static bool take(ByteReader &reader, View &value) {
+        std::uint32_t bits = 0;
+        if (!reader.take(bits))
+            return false;
+        value = static_cast<int>(bits);
+        return true;
+    }
 };
 
 template <>
@@ -126,53 +117,60 @@ struct Form<bool> {
     static constexpr Type tag = BooleanType;
     static constexpr bool inMemory = false;
     static std::size_t size(bool) { return 1; }
-    static void put(std::string &bytes, bool value) { bytes += value ? '\1' : '\0'; }
-    static bool take(ValueReader &reader, View &value) {
-        std::string_view byte;
-        if (!reader.takeBytes(1, byte))
+    static void put(ByteWriter &writer, bool value) { writer.put(std::uint8_t{value}); }
+    static bool take(ByteReader &reader, View &value) {
+        std::uint8_t byte = 0;
+        if (!reader.take(byte))
             return false;
-        value = byte.front() != '\0';
+        value = byte != 0;
         return true;
     }
 };
 
-/// The content of the file of a property with this value.
+/// The number of bytes of a property with this value. Throws `std::length_error` for one that is
+/// too large.
 template <class Value>
-std::string encode(const Value &value) {
-    std::string bytes;
-    bytes.reserve(1 + Form<Value>::size(value));
-    bytes += static_cast<char>(Form<Value>::tag);
-    Form<Value>::put(bytes, value);
-    return bytes;
+std::size_t encodedSize(const Value &value) {
+    return 1 + Form<Value>::size(value);
+}
+
+template <class Value>
+void encode(const Value &value, char *bytes) {
+    ByteWriter writer(bytes);
+    writer.put(Form<Value>::tag);
+    Form<Value>::put(writer, value);
 }
 
 template <class Element>
-std::string encode(const std::vector<Element> &values) {
-    using ElementForm = Form<Element>;
-    const std::int32_t count = toInt(values.size());
-    std::size_t size = 2 + sizeof count;
+std::size_t encodedSize(const std::vector<Element> &values) {
+    std::size_t size = 2 + sizeof toLength(values.size());
+    if constexpr (Form<Element>::inMemory)
+        return size + values.size() * sizeof(Element);
     for (const auto &value : values)
-        size += ElementForm::size(value);
-    std::string bytes;
-    bytes.reserve(size);
-    bytes += static_cast<char>(ListType);
-    bytes += static_cast<char>(ElementForm::tag);
-    putInt(bytes, count);
-    if constexpr (ElementForm::inMemory)
-        bytes.append(reinterpret_cast<const char *>(values.data()),
-                     values.size() * sizeof(Element));
-    else
-        for (const auto &value : values)
-            ElementForm::put(bytes, value);
-    return bytes;
+        size += Form<Element>::size(value);
+    return size;
 }
 
-/// Reads such a content; false, and `value` untouched, when it is of another type or cut short.
+template <class Element>
+void encode(const std::vector<Element> &values, char *bytes) {
+    ByteWriter writer(bytes);
+    writer.put(ListType);
+    writer.put(Form<Element>::tag);
+    writer.put(static_cast<std::uint32_t>(values.size()));
+    if constexpr (Form<Element>::inMemory)
+        writer.put(
+            {reinterpret_cast<const char *>(values.data()), values.size() * sizeof(Element)});
+    else
+        for (const auto &value : values)
+            Form<Element>::put(writer, value);
+}
+
+/// Reads such bytes; false, and `value` untouched, when they are of another type or cut short.
 template <class Value>
 bool decode(std::string_view bytes, Value &value) {
-    ValueReader reader(bytes);
+    ByteReader reader(bytes);
     typename Form<Value>::View view;
-    if (!reader.takeTag(Form<Value>::tag) || !Form<Value>::take(reader, view))
+    if (!takeTag(reader, Form<Value>::tag) || !Form<Value>::take(reader, view))
         return false;
     value = view;
     return true;
@@ -181,14 +179,14 @@ bool decode(std::string_view bytes, Value &value) {
 template <class Element>
 bool decode(std::string_view bytes, std::vector<Element> &values) {
     using ElementForm = Form<Element>;
-    ValueReader reader(bytes);
-    std::int32_t stored = 0;
-    if (!reader.takeTag(ListType) || !reader.takeTag(ElementForm::tag) || !reader.takeInt(stored))
+    ByteReader reader(bytes);
+    std::uint32_t stored = 0;
+    if (!takeTag(reader, ListType) || !takeTag(reader, ElementForm::tag) || !reader.take(stored))
         return false;
-    const std::size_t count = stored < 0 ? 0 : static_cast<std::size_t>(stored);
+    const std::size_t count = stored > INT_MAX ? 0 : stored; // a negative one
     if constexpr (ElementForm::inMemory) {
         std::string_view elements;
-        if (!reader.takeBytes(count * sizeof(Element), elements))
+        if (!reader.take(count * sizeof(Element), elements))
             return false;
         values.resize(count);
         if (count > 0)
@@ -196,7 +194,7 @@ bool decode(std::string_view bytes, std::vector<Element> &values) {
     } else {
         // First through all of them, so that nothing is allocated for elements that are not there.
         typename ElementForm::View view;
-        ValueReader ahead = reader;
+        ByteReader ahead = reader;
         for (std::size_t i = 0; i < count; ++i)
             if (!ElementForm::take(ahead, view))
                 return false;

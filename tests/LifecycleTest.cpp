@@ -48,7 +48,7 @@ TEST(Lifecycle, initializeCreatesTheUserFileAndPublishesTheDirectories) {
     EXPECT_EQ(valueOf("UserDataPath"), userDirectory());
     EXPECT_EQ(valueOf("GlobalDataPath"), globalDirectory());
     EXPECT_TRUE(reg.propertyExists("UserDataPath", TempScope));
-    EXPECT_EQ(fs::file_size(userFile()), 32U);
+    EXPECT_EQ(fs::file_size(userFile()), 46U);
     EXPECT_FALSE(fs::exists(globalDirectory()));
     _Register::initialize(globalDirectory(), dataDirectory() / "second");
     EXPECT_TRUE(fs::exists(dataDirectory() / "second/Brevolant.dat"));

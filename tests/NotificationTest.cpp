@@ -195,7 +195,7 @@ TEST(Notification, callbacksAreFoundUnderAnyKeys) {
         expected.erase(0); // under the empty key nothing is told
         told.clear();
         EXPECT_EQ(callbacks.hears(name), !expected.empty()) << name;
-        callbacks.tell(&told, name);
+        callbacks.notify(&told, name);
         Told inOrder;
         for (const auto &[length, ofKey] : expected)
             inOrder.insert(inOrder.end(), ofKey.begin(), ofKey.end());

@@ -1,6 +1,7 @@
 // The bytes of the register file, and what its reader makes of damaged and hostile ones.
 #include "filesystem/RegisterFormat.h"
 #include "exception/Exception.h"
+#include "filesystem/LittleEndian.h"
 #include "tests/Support.h"
 
 #define XXH_INLINE_ALL
@@ -9,7 +10,6 @@
 #include <cstring>
 
 using namespace filesystem;
-using namespace filesystem::tree;
 using testing_support::thrownBy;
 
 namespace {
@@ -28,22 +28,69 @@ std::string fileOf(const std::string &payload) {
     return file + payload;
 }
 
-std::string entry(int kind, const std::string &name, const std::string &body) {
-    std::string all = bytes({kind, int(name.size() & 0xFF), int(name.size() >> 8)}) + name;
-    const auto length = static_cast<std::uint32_t>(body.size());
-    all.append(reinterpret_cast<const char *>(&length), sizeof length);
-    return all + body;
+template <class Unsigned>
+std::string integer(std::size_t value) {
+    std::string all(sizeof(Unsigned), '\0');
+    littleEndian::put(all.data(), static_cast<Unsigned>(value));
+    return all;
 }
 
+std::string property(const std::string &name, const std::string &value = "") {
+    return integer<std::uint16_t>(name.size()) + integer<std::uint32_t>(value.size()) + name +
+           value;
+}
+
+std::string group(const std::string &name, int propertyCount, const std::string &properties,
+                  int groupCount = 0, const std::string &groups = "") {
+    return integer<std::uint16_t>(name.size()) +
+           integer<std::uint32_t>(std::size_t(propertyCount)) +
+           integer<std::uint32_t>(properties.size()) +
+           integer<std::uint32_t>(std::size_t(groupCount)) + name + properties + groups;
+}
+
+/// A tree whose content is at "/top".
+struct SampleTree {
+    Tree tree;
+    const Top top{"top"};
+    Tree::GroupId group = Tree::none;
+
+    SampleTree() {
+        tree.addGroup(top, Name(""));
+        group = tree.find(top, Name("")).group;
+    }
+    void write(const std::string &name, const std::string &value) {
+        char *bytes = tree.place(top, Name(name), value.size());
+        ASSERT_NE(bytes, nullptr) << name;
+        value.copy(bytes, value.size());
+    }
+    std::string encode() { return registerFormat::encode(tree, group); }
+    void decode(const std::string &file) { registerFormat::decode(file, tree, group); }
+};
+
 std::string errorOf(const std::string &file) {
-    return thrownBy([&] { registerFormat::decode(file, 1); });
+    SampleTree sample;
+    sample.write("kept", "x");
+    const std::string before = sample.encode();
+    const std::uint64_t changes = sample.tree.changes();
+    const std::string error = thrownBy([&] { sample.decode(file); });
+    EXPECT_TRUE(error == "nothing" ||
+                (sample.encode() == before && sample.tree.changes() == changes))
+        << error;
+    return error;
 }
 
 std::string sample() {
-    Directory root;
-    add(root, "b", std::make_shared<File>("", "B\1"), Parents::MustExist);
-    add(root, "a/n", std::make_shared<File>("", ""), Parents::Create);
-    return registerFormat::encode(root);
+    SampleTree sample;
+    sample.write("b", "B\1");
+    sample.write("a/n", "");
+    return sample.encode();
+}
+
+std::string decodedAndEncoded(const std::string &file) {
+    SampleTree sample;
+    sample.write("gone/before", "x");
+    sample.decode(file);
+    return sample.encode();
 }
 
 /// The bytes of the example in docs/file-format.md.
@@ -60,10 +107,11 @@ std::string documentedSample() {
 TEST(RegisterFormat, theBytesAreThoseOfTheDocument) {
     const std::string file = sample();
     EXPECT_EQ(file, documentedSample());
-    EXPECT_EQ(file, fileOf(entry(2, "a", entry(1, "n", "")) + entry(1, "b", "B\1")));
-    EXPECT_EQ(registerFormat::encode(registerFormat::decode(file, 1)), file);
-    EXPECT_EQ(registerFormat::decode("", 1).children.size(), 0U);
-    EXPECT_EQ(registerFormat::encode(Directory()), fileOf(""));
+    EXPECT_EQ(file, fileOf(group("", 1, property("b", "B\1"), 1, group("a", 1, property("n")))));
+    EXPECT_EQ(decodedAndEncoded(file), file);
+    const std::string empty = fileOf(group("", 0, ""));
+    EXPECT_EQ(decodedAndEncoded(""), empty);
+    EXPECT_EQ(decodedAndEncoded(empty), empty);
 }
 
 TEST(RegisterFormat, everyTruncationAndEveryFlippedBitIsRefused) {
@@ -88,10 +136,17 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
     std::memcpy(&unknownFlags[24], &checksum, sizeof checksum);
     std::string damaged = file;
     damaged.back() = 'z';
-    const std::string a = entry(1, "a", "");
-    std::string deep;
-    for (int level = 0; level < 512; ++level)
-        deep = entry(2, "d", deep);
+    const std::string a = property("a");
+    std::string deep = group("d", 0, "");
+    for (int level = 1; level < 512; ++level)
+        deep = group("d", 0, "", 1, deep);
+    const auto longPath = [](std::size_t lastName) { // behind 15 groups of 256 bytes, and "top/"
+        std::string groups = group(std::string(255, 'd'), 1, property(std::string(lastName, 'p')));
+        for (int level = 1; level < 15; ++level)
+            groups = group(std::string(255, 'd'), 0, "", 1, groups);
+        return fileOf(group("", 0, "", 1, groups));
+    };
+    EXPECT_EQ(errorOf(longPath(252)), "nothing");
     const std::string structure = "The register file is damaged: ";
     const struct {
         std::string file, message;
@@ -100,18 +155,27 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
         {std::string(100, '\0'), "This is not a register file."},
         {file.substr(0, 20), "The register file is cut short: 20 bytes are less than its header."},
         {newer, "The register file has version 2; this library reads version 1."},
-        {file.substr(0, 40), structure + "it should hold 26 bytes after its header and holds 8."},
+        {file.substr(0, 40), structure + "it should hold 45 bytes after its header and holds 8."},
         {damaged, structure + "its checksum does not match."},
         {unknownFlags, "The register file uses features that this library does not know."},
-        {fileOf(a + a), structure + "the names are not in order (at byte 40)."},
-        {fileOf(entry(1, "b", "") + a), structure + "the names are not in order (at byte 40)."},
-        {fileOf(entry(3, "a", "")),
-         structure + "an entry is neither a file nor a directory (at byte 32)."},
-        {fileOf(entry(2, "a", a + "x")),
-         structure + "an entry is longer than what holds it (at byte 48)."},
-        {fileOf(bytes({1, 1, 0, 'a', -1, -1, -1, -1})),
-         structure + "an entry is longer than what holds it (at byte 32)."},
-        {fileOf(deep), structure + "it is too deep (at byte 4120)."},
+        {fileOf(group("x", 0, "")), structure + "its first group has a name (at byte 32)."},
+        {fileOf(group("", 0, "") + "x"), structure + "bytes follow its last group (at byte 46)."},
+        {fileOf(group("", 2, a)), structure + "the number of properties is wrong (at byte 46)."},
+        {fileOf(group("", 2, a + a)), structure + "the names are not in order (at byte 53)."},
+        {fileOf(group("", 2, property("b") + a)),
+         structure + "the names are not in order (at byte 53)."},
+        {fileOf(group("", 0, "", 2, group("b", 0, "") + group("a", 0, ""))),
+         structure + "the names are not in order (at byte 61)."},
+        {fileOf(group("", 2, property("0") + a, 1, group("a", 0, ""))),
+         structure + "a group has the name of a property (at byte 60)."},
+        {fileOf(group("", 1, a, 1)),
+         structure + "an entry is longer than what holds it (at byte 53)."},
+        {fileOf(group("", 1, a + "x")),
+         structure + "an entry is longer than what holds it (at byte 53)."},
+        {fileOf(group("", 1, bytes({1, 0, -1, -1, -1, -1, 'a'}))),
+         structure + "an entry is longer than what holds it (at byte 46)."},
+        {fileOf(group("", 0, "", 1, deep)), structure + "it is too deep (at byte 7711)."},
+        {longPath(253), structure + "it is too deep (at byte 4081)."},
     };
     for (const auto &row : rows)
         EXPECT_EQ(errorOf(row.file), row.message);
@@ -119,19 +183,22 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
          {std::string(), std::string("."), std::string(".."), std::string("a/b"),
           std::string("\xC0\xAF"), std::string("\xED\xA0\x80"), std::string("\xEF\xBF\xBD"),
           std::string("\xFF"), std::string(256, 'n')})
-        EXPECT_EQ(errorOf(fileOf(entry(1, name, ""))),
-                  structure + "a name is not allowed (at byte 32).");
+        for (const std::string &payload :
+             {group("", 1, property(name)), group("", 0, "", 1, group(name, 0, ""))})
+            EXPECT_EQ(errorOf(fileOf(payload)), structure + "a name is not allowed (at byte 46).");
 }
 
-TEST(RegisterFormat, manyChildrenAreFoundAndSorted) {
-    Directory root;
+TEST(RegisterFormat, manyPropertiesAreFoundAndSorted) {
+    SampleTree written, read;
     for (int i = 0; i < 20000; ++i)
-        ASSERT_TRUE(add(root, std::to_string(i), std::make_shared<File>("", std::to_string(i)),
-                        Parents::MustExist));
-    Directory copy = registerFormat::decode(registerFormat::encode(root), 1);
-    ASSERT_EQ(copy.children.size(), 20000U);
-    for (int i = 0; i < 20000; ++i)
-        ASSERT_EQ(findFile(copy, std::to_string(i))->bytes, std::to_string(i));
+        written.write(std::to_string(i % 7) + "/" + std::to_string(i), std::to_string(i));
+    read.decode(written.encode());
+    EXPECT_EQ(read.encode(), written.encode());
+    for (int i = 0; i < 20000; ++i) {
+        const std::string name = std::to_string(i % 7) + "/" + std::to_string(i);
+        const Tree::Entry entry = read.tree.find(read.top, Name(name));
+        ASSERT_TRUE(entry.isProperty() && read.tree.value(entry) == std::to_string(i)) << name;
+    }
 }
 
 } // namespace

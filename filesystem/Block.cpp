@@ -1,0 +1,79 @@
+#include "filesystem/Block.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace filesystem {
+
+Block::Block(std::size_t capacity) {
+    if (capacity > maxSize)
+        throw std::length_error("The group is too large.");
+    _bytes.reset(new char[capacity]);
+    _capacity = static_cast<std::uint32_t>(capacity);
+}
+
+Block::Block(std::string_view bytes, std::size_t count) : Block(bytes.size()) {
+    bytes.copy(_bytes.get(), bytes.size());
+    _size = _ordered = _capacity;
+    _count = static_cast<std::uint32_t>(count);
+}
+
+void Block::grow(std::size_t capacity) {
+    Block larger(capacity);
+    bytes().copy(larger._bytes.get(), _size);
+    _bytes = std::move(larger._bytes);
+    _capacity = larger._capacity;
+}
+
+std::vector<std::uint32_t> Block::inOrder() const {
+    std::vector<std::uint32_t> offsets;
+    offsets.reserve(_count);
+    std::size_t ordered = 0;
+    forEach([&](std::uint32_t offset) {
+        ordered += offset < _ordered;
+        offsets.push_back(offset);
+    });
+    const auto byName = [this](std::uint32_t a, std::uint32_t b) { return name(a) < name(b); };
+    const auto tail = offsets.begin() + static_cast<std::ptrdiff_t>(ordered);
+    if (tail == offsets.end())
+        return offsets;
+    std::sort(tail, offsets.end(), byName);
+    std::vector<std::uint32_t> merged(offsets.size());
+    std::merge(offsets.begin(), tail, tail, offsets.end(), merged.begin(), byName);
+    return merged;
+}
+
+std::uint32_t Block::append(std::string_view name, std::size_t valueSize) noexcept {
+    const std::uint32_t offset = _size;
+    const bool inOrder =
+        _ordered == _size && (_size == 0 || (_last != none && this->name(_last) < name));
+    char *bytes = _bytes.get() + offset;
+    littleEndian::put(bytes, static_cast<std::uint16_t>(name.size()));
+    littleEndian::put(bytes + 2, static_cast<std::uint32_t>(valueSize));
+    name.copy(bytes + headerSize, name.size());
+    _size += static_cast<std::uint32_t>(sizeOf(name, valueSize));
+    ++_count;
+    if (inOrder) {
+        _ordered = _size;
+        _last = offset;
+    }
+    return offset;
+}
+
+std::uint32_t Block::append(std::string_view name, std::string_view value) noexcept {
+    const std::uint32_t offset = append(name, value.size());
+    value.copy(valueBytes(offset), value.size());
+    return offset;
+}
+
+void Block::remove(std::uint32_t offset) noexcept {
+    const std::uint32_t size = propertySize(offset);
+    littleEndian::put(_bytes.get() + offset, std::uint16_t{0});
+    littleEndian::put(_bytes.get() + offset + 2, static_cast<std::uint32_t>(size - headerSize));
+    _gaps += size;
+    --_count;
+    if (offset == _last)
+        _last = none;
+}
+
+} // namespace filesystem
