@@ -2,26 +2,29 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace filesystem {
 
 Block::Block(std::size_t capacity) {
     if (capacity > maxSize)
         throw std::length_error("The group is too large.");
-    _bytes.reset(new char[capacity]);
+    _own.reset(new char[capacity]);
+    _bytes = _own.get();
     _capacity = static_cast<std::uint32_t>(capacity);
 }
 
-Block::Block(std::string_view bytes, std::size_t count) : Block(bytes.size()) {
-    bytes.copy(_bytes.get(), bytes.size());
-    _size = _ordered = _capacity;
-    _count = static_cast<std::uint32_t>(count);
-}
+Block::Block(std::shared_ptr<std::string> file, std::string_view bytes, std::size_t count)
+    : _bytes(file->data() + (bytes.data() - file->data())), _file(std::move(file)),
+      _size(static_cast<std::uint32_t>(bytes.size())), _capacity(_size),
+      _count(static_cast<std::uint32_t>(count)), _ordered(_size) {}
 
 void Block::grow(std::size_t capacity) {
     Block larger(capacity);
-    bytes().copy(larger._bytes.get(), _size);
-    _bytes = std::move(larger._bytes);
+    bytes().copy(larger._bytes, _size);
+    _bytes = larger._bytes;
+    _own = std::move(larger._own);
+    _file.reset();
     _capacity = larger._capacity;
 }
 
@@ -47,7 +50,7 @@ std::uint32_t Block::append(std::string_view name, std::size_t valueSize) noexce
     const std::uint32_t offset = _size;
     const bool inOrder =
         _ordered == _size && (_size == 0 || (_last != none && this->name(_last) < name));
-    char *bytes = _bytes.get() + offset;
+    char *bytes = _bytes + offset;
     littleEndian::put(bytes, static_cast<std::uint16_t>(name.size()));
     littleEndian::put(bytes + 2, static_cast<std::uint32_t>(valueSize));
     name.copy(bytes + headerSize, name.size());
@@ -68,8 +71,8 @@ std::uint32_t Block::append(std::string_view name, std::string_view value) noexc
 
 void Block::remove(std::uint32_t offset) noexcept {
     const std::uint32_t size = propertySize(offset);
-    littleEndian::put(_bytes.get() + offset, std::uint16_t{0});
-    littleEndian::put(_bytes.get() + offset + 2, static_cast<std::uint32_t>(size - headerSize));
+    littleEndian::put(_bytes + offset, std::uint16_t{0});
+    littleEndian::put(_bytes + offset + 2, static_cast<std::uint32_t>(size - headerSize));
     _gaps += size;
     --_count;
     if (offset == _last)

@@ -5,14 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace filesystem {
 
-/// The properties of one group, one behind the other in one allocation, in the form of the register
-/// file: the length of the name (2 bytes) and of the value (4 bytes), the name, the value. What is
-/// removed leaves a gap, a property whose name is empty.
+/// The properties of one group, one behind the other, in the form of the register file: the length
+/// of the name (2 bytes) and of the value (4 bytes), the name, the value. What is removed leaves a
+/// gap, a property whose name is empty.
+///
+/// The block of a loaded group lies in the bytes of the file, which all such blocks share. Once it
+/// has to grow it moves to an allocation of its own.
 ///
 /// Offsets stay valid until the block is replaced; views of names and values as well.
 class Block {
@@ -25,8 +29,9 @@ public:
     /// An empty block with room for `capacity` bytes. Throws `std::bad_alloc`, and
     /// `std::length_error` above `maxSize`.
     explicit Block(std::size_t capacity);
-    /// A block that holds these bytes, which lie in the order of the names and have no gaps.
-    Block(std::string_view bytes, std::size_t count);
+    /// A block that lies in a loaded file and keeps it until the block moves. Its properties lie in
+    /// the order of their names, without gaps.
+    Block(std::shared_ptr<std::string> file, std::string_view bytes, std::size_t count);
 
     /// Moves to an allocation of `capacity` bytes, which is more than today's; offsets stay valid.
     void grow(std::size_t capacity);
@@ -48,10 +53,10 @@ public:
     }
     /// The bytes of the value, to be overwritten with as many.
     char *valueBytes(std::uint32_t offset) {
-        return _bytes.get() + offset + headerSize + nameLength(offset);
+        return _bytes + offset + headerSize + nameLength(offset);
     }
     /// All bytes, gaps included.
-    std::string_view bytes() const { return {_bytes.get(), _size}; }
+    std::string_view bytes() const { return {_bytes, _size}; }
 
     /// Calls `visit` with the offset of each property, in the order in which they lie.
     template <class Visit>
@@ -75,7 +80,7 @@ public:
     }
 
 private:
-    const char *bytesAt(std::uint32_t offset) const { return _bytes.get() + offset; }
+    const char *bytesAt(std::uint32_t offset) const { return _bytes + offset; }
     std::size_t nameLength(std::uint32_t offset) const {
         return littleEndian::get<std::uint16_t>(bytesAt(offset));
     }
@@ -86,7 +91,9 @@ private:
         return static_cast<std::uint32_t>(headerSize + nameLength(offset) + valueLength(offset));
     }
 
-    std::unique_ptr<char[]> _bytes;
+    char *_bytes = nullptr;
+    std::unique_ptr<char[]> _own; ///< holds the bytes, unless they lie in a file
+    std::shared_ptr<std::string> _file;
     std::uint32_t _size = 0;
     std::uint32_t _capacity = 0;
     std::uint32_t _gaps = 0;    ///< bytes in gaps

@@ -1,11 +1,13 @@
 #include "filesystem/Path.h"
 
+#include "filesystem/LittleEndian.h"
 #include "filesystem/Utf8.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 #include <algorithm>
+#include <cstdint>
 
 #include <sys/random.h>
 
@@ -13,8 +15,31 @@ namespace filesystem {
 
 namespace {
 
-bool isAscii(std::string_view name) {
-    return std::all_of(name.begin(), name.end(), [](char c) { return (c & 0x80) == 0; });
+/// The bytes of a name that a fast test leaves open.
+enum class Bytes { Plain, NotAscii, WithSlash };
+
+/// Looks at eight bytes at a time.
+Bytes bytesOf(std::string_view name) {
+    constexpr std::uint64_t ones = 0x0101010101010101, highs = 0x8080808080808080;
+    std::uint64_t nonAscii = 0, slashes = 0;
+    const auto test = [&](std::uint64_t word) {
+        const std::uint64_t differences = word ^ (ones * '/');
+        nonAscii |= word & highs;
+        slashes |= (differences - ones) & ~differences & highs; // a byte of zeros borrows
+    };
+    constexpr std::size_t width = sizeof(std::uint64_t);
+    const char *end = name.data() + name.size();
+    for (const char *at = name.data(); at + width < end; at += width)
+        test(littleEndian::get<std::uint64_t>(at));
+    if (name.size() >= width) {
+        test(littleEndian::get<std::uint64_t>(end - width));
+    } else {
+        std::uint64_t word = 0;
+        for (const char c : name)
+            word = word << 8 | static_cast<unsigned char>(c);
+        test(word);
+    }
+    return slashes ? Bytes::WithSlash : nonAscii ? Bytes::NotAscii : Bytes::Plain;
 }
 
 struct Seed {
@@ -29,10 +54,14 @@ struct Seed {
 
 bool isValidComponent(std::string_view name) {
     constexpr std::size_t maxNameBytes = 3 * maxNameUnits;
-    if (name.empty() || name.size() > maxNameBytes || name == "." || name == ".." ||
-        name.find('/') != std::string_view::npos)
+    if (name.empty() || name.size() > maxNameBytes)
         return false;
-    if (isAscii(name))
+    if (name.front() == '.' && (name == "." || name == ".."))
+        return false;
+    const Bytes bytes = bytesOf(name);
+    if (bytes == Bytes::WithSlash)
+        return false;
+    if (bytes == Bytes::Plain)
         return name.size() <= maxNameUnits;
     const QString units = toQString(name);
     return units.size() <= maxNameUnits && !units.contains(QChar::ReplacementCharacter);

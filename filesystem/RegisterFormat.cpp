@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace filesystem::registerFormat {
@@ -96,8 +98,9 @@ std::size_t countGroups(std::string_view payload) {
 /// Checks the structure of a payload and builds its groups beside the tree.
 class Decoder {
 public:
-    Decoder(std::string_view file, std::string_view payload, Tree &tree, Tree::GroupId target)
-        : _file(file), _reader(payload), _path(tree.pathSize(target)),
+    Decoder(std::shared_ptr<std::string> file, std::string_view payload, Tree &tree,
+            Tree::GroupId target)
+        : _file(std::move(file)), _reader(payload), _path(tree.pathSize(target)),
           _builder(tree, countGroups(payload), target) {}
 
     void decode() {
@@ -130,10 +133,10 @@ private:
 
     [[noreturn]] void fail(const char *what, const char *at) const {
         throw utils::Exception(std::string("The register file is damaged: ") + what + " (at byte " +
-                               std::to_string(at - _file.data()) + ").");
+                               std::to_string(at - _file->data()) + ").");
     }
 
-    const std::string_view _file;
+    const std::shared_ptr<std::string> _file;
     ByteReader _reader;
     const Tree::PathSize _path; ///< of the target
     Tree::Builder _builder;
@@ -161,7 +164,8 @@ void Decoder::readGroup() {
         --parent.groupsLeft;
     }
     checkProperties(group, path);
-    _builder.setProperties(id, group.properties, group.header.properties);
+    if (group.header.properties > 0)
+        _builder.setProperties(id, Block(_file, group.properties, group.header.properties));
     _open.push_back({id, group.header.groups, path, {}, ByteReader(group.properties), {}});
 }
 
@@ -196,8 +200,8 @@ void Decoder::checkProperties(const Group &group, const Tree::PathSize &path) co
         fail("the number of properties is wrong", group.properties.data());
 }
 
-/// The payload, once the header, the length and the checksum have been tested.
-std::string_view openPayload(std::string_view file) {
+/// The header, the length and the checksum.
+void checkHeader(std::string_view file) {
     const std::size_t common = std::min(file.size(), magic.size());
     if (file.substr(0, common) != magic.substr(0, common))
         throw utils::Exception("This is not a register file.");
@@ -218,7 +222,6 @@ std::string_view openPayload(std::string_view file) {
         throw utils::Exception("The register file is damaged: its checksum does not match.");
     if (get<std::uint32_t>(&file[flagsAt]) != 0)
         throw utils::Exception("The register file uses features that this library does not know.");
-    return file.substr(headerLength);
 }
 
 } // namespace
@@ -245,11 +248,12 @@ std::string encode(Tree &tree, Tree::GroupId top) {
     return file;
 }
 
-void decode(std::string_view file, Tree &tree, Tree::GroupId group) {
+void decode(std::string file, Tree &tree, Tree::GroupId group) {
     if (file.empty())
-        Tree::Builder(tree, 0, group).moveIntoTree();
-    else
-        Decoder(file, openPayload(file), tree, group).decode();
+        return Tree::Builder(tree, 0, group).moveIntoTree();
+    checkHeader(file);
+    const auto kept = std::make_shared<std::string>(std::move(file));
+    Decoder(kept, std::string_view(*kept).substr(headerLength), tree, group).decode();
 }
 
 } // namespace filesystem::registerFormat

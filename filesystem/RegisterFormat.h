@@ -18,9 +18,10 @@ constexpr std::size_t maxFileSize = std::size_t{256} << 20;
 std::string encode(Tree &tree, Tree::GroupId group);
 
 /// Replaces all that is in a group by what `encode` wrote. No bytes at all stand for an empty
-/// group. Throws `utils::Exception` for anything but a whole and intact file; the tree is unchanged
-/// then. The header, the length and the checksum are checked first; every length, name, order and
-/// depth is checked before the tree changes.
-void decode(std::string_view file, Tree &tree, Tree::GroupId group);
+/// group. The tree keeps the bytes as long as properties lie in them. Throws `utils::Exception` for
+/// anything but a whole and intact file; the tree is unchanged then. The header, the length and the
+/// checksum are checked first; every length, name, order and depth is checked before the tree
+/// changes.
+void decode(std::string file, Tree &tree, Tree::GroupId group);
 
 } // namespace filesystem::registerFormat

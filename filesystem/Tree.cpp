@@ -543,11 +543,9 @@ Tree::GroupId Tree::Builder::add(GroupId parent, std::string_view name) {
     return id;
 }
 
-void Tree::Builder::setProperties(GroupId id, std::string_view bytes, std::size_t count) {
-    if (count == 0)
-        return;
+void Tree::Builder::setProperties(GroupId id, Block properties) {
     Group &group = _tree._groups[id];
-    group.block = Block(bytes, count);
+    group.block = std::move(properties);
     group.isIndexed = false;
     ++_tree._unindexed;
 }

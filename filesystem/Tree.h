@@ -107,7 +107,7 @@ public:
 
         GroupId first() const { return _first; }
         GroupId add(GroupId parent, std::string_view name);
-        void setProperties(GroupId group, std::string_view bytes, std::size_t count);
+        void setProperties(GroupId group, Block properties);
         /// Replaces all that is in the target by what is in the first group.
         void moveIntoTree() noexcept;
 

@@ -88,7 +88,7 @@ void _Register::loadScope(const std::string &directory, RegisterScope scope) {
     if (!disk.open(file, &handle, ReadMode))
         throw Exception("Can't open " + directory + "/" + _BV_REGISTER_NAME);
     const std::unique_ptr<FileHandle> owned(handle);
-    unserialize(toQString(_nameToPath({}, scope)), *handle);
+    replaceContent(toQString(_nameToPath({}, scope)), takeBytes(*handle), handle->name());
 }
 
 void _Register::save() const {
