@@ -78,10 +78,11 @@ TEST(Property, nothingStartsTheRegisterBeforeItKnowsItsDirectories) {
     const Property<int> width("ui/width");
     EXPECT_EQ(thrownBy([&] { width.value(); }), refused);
     EXPECT_EQ(thrownBy([&] { width.set(1); }), refused);
-    EXPECT_EQ(thrownBy([] { Subscription("ui", [](auto &) {}); }), refused);
+    EXPECT_EQ(thrownBy([] { const Subscription none("ui", [](auto &) {}); }), refused);
     EXPECT_EQ(thrownBy([] { PropertyHandle("p", _Register::WriteMode, UserScope); }), refused);
     startedRegister();
-    EXPECT_EQ(thrownBy([] { Subscription("ui", nullptr); }), "A subscription needs a function.");
+    EXPECT_EQ(thrownBy([] { const Subscription none("ui", nullptr); }),
+              "A subscription needs a function.");
     static_assert(!std::is_constructible_v<Property<int>, const char *, RegisterScope>);
     static_assert(!std::is_constructible_v<Property<bool>, const char *, const char *>);
 }
@@ -110,7 +111,8 @@ TEST(Subscription, endsWithItsObjectAndMoves) {
     Subscription empty, first = subscribe("first"), second = subscribe("second");
     Subscription moved = std::move(first);
     second = subscribe("third");
-    moved = std::move(moved);
+    Subscription &itself = moved;
+    moved = std::move(itself);
     reg.markAsChanged(nullptr, "k");
     EXPECT_EQ(told, (Told{"first", "third"}));
     told.clear();

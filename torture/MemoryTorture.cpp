@@ -44,6 +44,7 @@ void *counted(void *memory) {
 
 } // namespace
 
+#pragma GCC visibility push(default) // or clang hides them from the other libraries
 extern "C" {
 void *malloc(std::size_t size) {
     return fails() ? nullptr : counted(__libc_malloc(size));
@@ -63,6 +64,7 @@ void free(void *memory) {
     __libc_free(memory);
 }
 }
+#pragma GCC visibility pop
 
 using namespace testing_support;
 using namespace utils::properties;
@@ -158,7 +160,8 @@ TEST_F(Memory, writesAndStructuralOperationsChangeNothing) {
     failEach("addCallback", [&] { reg.addCallback("a key that is long enough", &counter); });
     failEach("markAsChanged", [&] { reg.markAsChanged(nullptr, name); });
     failEach("resetProperty", [&] { reg.resetProperty(nullptr, name, UserScope); });
-    failEach("Subscription", [&] { Subscription("another long key, of a group", [](auto &) {}); });
+    failEach("Subscription",
+             [&] { const Subscription heard("another long key, of a group", [](auto &) {}); });
     const Property<QStringList> list("the/list/of/texts");
     const QStringList qtTexts = {QString(50, 'q'), "short"};
     failEach("Property<QStringList>", [&] { list.set(qtTexts); });
