@@ -15,40 +15,38 @@ namespace filesystem {
 
 namespace {
 
-/// The bytes of a name that a fast test leaves open.
-enum class Bytes { Plain, NotAscii, WithSlash };
+constexpr std::size_t wordSize = sizeof(std::uint64_t);
 
-/// Looks at eight bytes at a time.
-Bytes bytesOf(std::string_view name) {
-    constexpr std::uint64_t ones = 0x0101010101010101, highs = 0x8080808080808080;
-    std::uint64_t nonAscii = 0, slashes = 0;
-    const auto test = [&](std::uint64_t word) {
-        const std::uint64_t differences = word ^ (ones * '/');
-        nonAscii |= word & highs;
-        slashes |= (differences - ones) & ~differences & highs; // a byte of zeros borrows
-    };
-    constexpr std::size_t width = sizeof(std::uint64_t);
-    const char *end = name.data() + name.size();
-    for (const char *at = name.data(); at + width < end; at += width)
-        test(littleEndian::get<std::uint64_t>(at));
-    if (name.size() >= width) {
-        test(littleEndian::get<std::uint64_t>(end - width));
-    } else {
-        std::uint64_t word = 0;
-        for (const char c : name)
-            word = word << 8 | static_cast<unsigned char>(c);
-        test(word);
-    }
-    return slashes ? Bytes::WithSlash : nonAscii ? Bytes::NotAscii : Bytes::Plain;
+/// The high bit of each byte that is a "/".
+std::uint64_t slashesIn(std::uint64_t word) {
+    constexpr std::uint64_t ones = 0x0101010101010101, lows = 0x7F7F7F7F7F7F7F7F;
+    const std::uint64_t differences = word ^ (ones * '/');
+    return ~(((differences & lows) + lows) | differences | lows);
 }
 
-struct Seed {
-    std::uint64_t value = reinterpret_cast<std::uintptr_t>(this); // where there is nothing better
-    Seed() { (void)!::getrandom(&value, sizeof value, GRND_NONBLOCK); }
-};
+/// Calls `test` with words of eight bytes that cover the text, each `step` bytes behind the last. A
+/// shorter text is one word with zeros.
+template <class Test>
+void forEachWord(std::string_view text, std::size_t step, Test test) {
+    const char *end = text.data() + text.size();
+    if (text.size() < wordSize) {
+        std::uint64_t word = 0;
+        for (const char *at = end; at != text.data();)
+            word = word << 8 | static_cast<unsigned char>(*--at);
+        return test(word);
+    }
+    for (const char *at = text.data(); at + wordSize < end; at += step)
+        test(littleEndian::get<std::uint64_t>(at));
+    test(littleEndian::get<std::uint64_t>(end - wordSize));
+}
 
-/// Made before the static objects that hash.
-[[gnu::init_priority(101)]] const Seed seed;
+std::uint64_t randomSeed() {
+    std::uint64_t bytes = reinterpret_cast<std::uintptr_t>(&bytes); // where there is nothing better
+    (void)!::getrandom(&bytes, sizeof bytes, GRND_NONBLOCK);
+    return bytes;
+}
+
+const std::uint64_t seed = randomSeed();
 
 } // namespace
 
@@ -58,10 +56,14 @@ bool isValidComponent(std::string_view name) {
         return false;
     if (name.front() == '.' && (name == "." || name == ".."))
         return false;
-    const Bytes bytes = bytesOf(name);
-    if (bytes == Bytes::WithSlash)
+    std::uint64_t slashes = 0, bytes = 0;
+    forEachWord(name, wordSize, [&](std::uint64_t word) {
+        slashes |= slashesIn(word);
+        bytes |= word;
+    });
+    if (slashes)
         return false;
-    if (bytes == Bytes::Plain)
+    if ((bytes & 0x8080808080808080) == 0) // ASCII
         return name.size() <= maxNameUnits;
     const QString units = toQString(name);
     return units.size() <= maxNameUnits && !units.contains(QChar::ReplacementCharacter);
@@ -84,7 +86,7 @@ std::string_view leafOf(std::string_view path) {
 }
 
 std::uint64_t hashOf(std::string_view text) {
-    return XXH3_64bits_withSeed(text.data(), text.size(), seed.value);
+    return XXH3_64bits_withSeed(text.data(), text.size(), seed);
 }
 
 // The two halves differ, so "a/b" and "b/a" do not collide.
@@ -93,8 +95,14 @@ Name::Name(std::string_view text)
     : text(text), hash(static_cast<std::uint32_t>(hashOf(text) >> 32)) {}
 
 bool Name::isNormal() const {
-    return text.empty() ||
-           (text.front() != '/' && text.back() != '/' && text.find("//") == std::string_view::npos);
+    if (text.empty())
+        return true;
+    std::uint64_t pairs = 0; // words overlap, so that no pair lies in two of them
+    forEachWord(text, wordSize - 1, [&](std::uint64_t word) {
+        const std::uint64_t slashes = slashesIn(word);
+        pairs |= slashes & slashes << 8;
+    });
+    return pairs == 0 && text.front() != '/' && text.back() != '/';
 }
 
 std::string Name::normal() const {

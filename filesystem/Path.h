@@ -26,9 +26,10 @@ std::string_view leafOf(std::string_view path);
 /// XXH3, seeded once per process, so that nobody can make a file whose names collide.
 std::uint64_t hashOf(std::string_view text);
 
-/// The first level of a path, with its hash.
+/// The first level of a path, with its part of the path's hash.
 struct Top {
     explicit Top(std::string_view name);
+    constexpr Top(std::string_view name, std::uint32_t hash) : name(name), hash(hash) {}
     std::string_view name;
     std::uint32_t hash;
 };

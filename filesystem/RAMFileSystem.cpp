@@ -22,10 +22,9 @@ public:
     bool isRoot() const { return _normal.empty(); }
     /// It ends in "/".
     bool namesDirectoryOnly() const { return _namesDirectoryOnly; }
-    Top top() const { return Top(std::string_view(_normal).substr(0, _normal.find('/'))); }
+    std::string_view top() const { return std::string_view(_normal).substr(0, _normal.find('/')); }
     Name name() const {
-        return Name(
-            std::string_view(_normal).substr(std::min(top().name.size() + 1, _normal.size())));
+        return Name(std::string_view(_normal).substr(std::min(top().size() + 1, _normal.size())));
     }
     TreePath parent() const { return TreePath(std::string(parentOf(_normal))); }
 
@@ -40,7 +39,7 @@ private:
 Tree::Entry find(Tree &tree, const TreePath &path) {
     if (path.isRoot())
         return {Tree::root};
-    const Tree::Entry entry = tree.find(path.top(), path.name());
+    const Tree::Entry entry = tree.find(tree.top(path.top()), path.name());
     return entry.isProperty() && path.namesDirectoryOnly() ? Tree::Entry() : entry;
 }
 
@@ -54,7 +53,8 @@ protected:
     bool commit() override {
         if (!_file->tree)
             return true;
-        if (char *content = _file->tree->place(Top(_file->top), Name(_file->name), _bytes.size()))
+        Tree &tree = *_file->tree;
+        if (char *content = tree.place(tree.top(_file->top), Name(_file->name), _bytes.size()))
             _bytes.copy(content, _bytes.size());
         return true;
     }
@@ -83,13 +83,14 @@ bool RAMFileSystem::exists(const QString &path) const {
 
 bool RAMFileSystem::remove(const QString &path) {
     const TreePath target(path);
-    return find(*_tree, target) && !target.isRoot() && _tree->remove(target.top(), target.name());
+    return find(*_tree, target) && !target.isRoot() &&
+           _tree->remove(_tree->top(target.top()), target.name());
 }
 
 bool RAMFileSystem::mkdir(const QString &path) {
     const TreePath target(path);
     return !target.isRoot() && find(*_tree, target.parent()).isGroup() &&
-           _tree->addGroup(target.top(), target.name());
+           _tree->addGroup(_tree->top(target.top()), target.name());
 }
 
 bool RAMFileSystem::open(const QString &path, FileHandle **handle, FileSystemMode mode) {
@@ -102,7 +103,7 @@ bool RAMFileSystem::open(const QString &path, FileHandle **handle, FileSystemMod
     if (mode != WriteMode || file.isGroup() || target.namesDirectoryOnly() ||
         !find(*_tree, target.parent()).isGroup())
         return false;
-    const Top top = target.top();
+    const Top top = _tree->top(target.top());
     const Name name = target.name();
     const auto opened = std::make_shared<OpenFile>(
         OpenFile{_tree.get(), std::string(top.name), std::string(name.text)});

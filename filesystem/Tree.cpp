@@ -64,14 +64,14 @@ void reserveOne(std::vector<Element> &elements) {
 /// The path of a group, to hash it and its members.
 class Tree::Prefix {
 public:
-    Prefix(const Tree &tree, GroupId group) : _isRoot(group == root) {
+    Prefix(const Tree &tree, GroupId group) : _tree(tree), _isRoot(group == root) {
         if (_isRoot)
             return;
         GroupId top = group;
         for (; tree._groups[top].parent != root; top = tree._groups[top].parent)
             _length += tree._groups[top].name().size() + 1;
         _top = tree._groups[top].name();
-        _topHash = Top(_top).hash;
+        _topHash = tree.top(_top).hash;
         char *end = _path + _length;
         for (GroupId at = group; at != top; at = tree._groups[at].parent) {
             const std::string_view name = tree._groups[at].name();
@@ -87,12 +87,13 @@ public:
     std::uint32_t hash() const { return _topHash ^ Name(name()).hash; }
     std::uint32_t hashOf(std::string_view member) {
         if (_isRoot)
-            return pathHash(Top(member), Name({}));
+            return pathHash(_tree.top(member), Name({}));
         member.copy(_path + _length, member.size());
         return _topHash ^ Name({_path, _length + member.size()}).hash;
     }
 
 private:
+    const Tree &_tree;
     const bool _isRoot;
     std::string_view _top;
     std::uint32_t _topHash = 0;
@@ -101,6 +102,17 @@ private:
 };
 
 Tree::Tree() : _groups(1) {}
+
+void Tree::keepTogether(const Top *first, const Top *last) {
+    _firstTogether = first;
+    _lastTogether = last;
+}
+
+Top Tree::top(std::string_view name) const {
+    const Top *known = std::find_if(_firstTogether, _lastTogether,
+                                    [=](const Top &top) { return top.name == name; });
+    return known == _lastTogether ? Top(name) : *known;
+}
 
 // Lookup
 

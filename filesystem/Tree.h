@@ -21,8 +21,8 @@ namespace filesystem {
 /// with the path, from the leaf up. The properties of a loaded group enter the index when something
 /// is first looked for in that group.
 ///
-/// Names are given as the first level (`Top`) and the levels below it (`Name`), in any spelling;
-/// the tree stores them in normal form. A `Top` is one valid component.
+/// Names are given as the first level (`Top`, one component) and the levels below it (`Name`), in
+/// any spelling; the tree stores them in normal form.
 ///
 /// `place`, `addGroup`, `remove` and `Builder::moveIntoTree` change the tree, and each calls
 /// `changed` when it does. A call that throws has changed nothing; memory is reserved before
@@ -45,6 +45,13 @@ public:
     };
 
     Tree();
+
+    /// Keeps the entries of equal names below these first levels side by side in the index, so that
+    /// looking a name up below all of them costs little more than below one. Their hashes are
+    /// different small numbers. The array must outlive the tree, which is empty yet.
+    void keepTogether(const Top *first, const Top *last);
+    /// A first level as this tree hashes it.
+    Top top(std::string_view name) const;
 
     Entry find(const Top &top, const Name &name) { return findFirst(&top, &top + 1, name); }
     /// The same below several first levels; the first of them that holds the name wins.
@@ -157,6 +164,8 @@ private:
     void removeContent(GroupId top) noexcept;
     void free(GroupId top) noexcept;
 
+    const Top *_firstTogether = nullptr;
+    const Top *_lastTogether = nullptr;
     std::vector<Group> _groups; ///< the root first; free records are linked by `parent`
     GroupId _firstFree = none;
     std::size_t _unindexed = 0; ///< groups whose properties are not in the index

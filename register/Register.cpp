@@ -41,6 +41,7 @@ _Register &_Register::getInstance() {
 
 _Register::_Register()
     : _callbacks(std::make_unique<Callbacks>()), _saver(std::make_unique<Saver>()) {
+    tree().keepTogether(std::begin(scopeTops), std::end(scopeTops));
     for (const Scope &scope : scopes)
         mkdir(toQString(scope.root));
     load();

@@ -27,8 +27,13 @@ inline constexpr Scope scopes[] = {
     {TempScope, "/temp/", nullptr},
 };
 
-/// The roots of the scopes as first levels of a path, in the same order.
-extern const filesystem::Top scopeTops[std::size(scopes)];
+/// The roots of the scopes as first levels of a path, in the same order; see `Tree::keepTogether`.
+inline constexpr filesystem::Top scopeTops[] = {
+    {scopes[0].name(), 0},
+    {scopes[1].name(), 1},
+    {scopes[2].name(), 2},
+};
+static_assert(std::size(scopeTops) == std::size(scopes));
 
 /// The place of a scope in both. Throws `Exception` for a value that is not a scope.
 std::size_t indexOf(RegisterScope scope);

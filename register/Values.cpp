@@ -43,13 +43,17 @@ template <class Value>
 std::optional<RegisterScope> findValueIn(Tree &tree, const std::string &name, Value &value,
                                          std::optional<RegisterScope> only) {
     const Name key(name);
-    const std::size_t first = only ? indexOf(*only) : 0;
-    const std::size_t end = only ? first + 1 : std::size(scopes);
+    std::size_t next = only ? indexOf(*only) : 0;
+    const std::size_t end = only ? next + 1 : std::size(scopes);
     const Lock lock(*_Register::_mutex);
-    for (std::size_t i = first; i < end; ++i)
-        if (const Tree::Entry entry = tree.find(scopeTops[i], key);
-            entry.isProperty() && decode(tree.value(entry), value))
-            return scopes[i].value;
+    while (next < end) {
+        const Tree::Entry entry = tree.findFirst(scopeTops + next, scopeTops + end, key);
+        if (!entry)
+            break;
+        next += entry.top + 1;
+        if (entry.isProperty() && decode(tree.value(entry), value))
+            return scopes[next - 1].value;
+    }
     return std::nullopt;
 }
 
