@@ -54,8 +54,9 @@ public:
 ///
 /// Names: levels separated by "/", in UTF-8 ("ui/window/width"); the empty name is a scope's root.
 /// A name has no bytes that are not UTF-8, no level that is "." or ".." or longer than 255 UTF-16
-/// code units, and with its scope at most 512 levels. Empty levels are skipped. Nothing can be
-/// created under any other name, and nothing is found there.
+/// code units, and with its scope at most 512 levels and 4096 bytes. Empty levels are skipped.
+/// Nothing can be created under any other name, and nothing is found there. The properties of one
+/// group hold at most 4 GiB, their names included; a write beyond throws `std::length_error`.
 ///
 /// Threads: every operation of this class itself, but `initialize`, `load` and `_locateProperty`,
 /// may be called from any thread, at any time between `initialize` and the end of `main`; each is
@@ -118,9 +119,11 @@ public:
     /// changes that were not saved are gone. The construction does this; nobody else need.
     void load();
     /// Writes the user scope to its file, as a whole: the file is the old one or the new one,
-    /// whatever happens. Does not throw when the disk fails; `saveError` tells.
+    /// whatever happens. Does not throw when the disk fails; `saveError` tells. The lock is held
+    /// only while the scope is encoded, so nobody else waits for the disk, unless a callback saves.
+    /// Saves on several threads wait for each other, and none overwrites a newer one.
     void save() const;
-    /// Why the last save, also that of `initialize`, did not reach the disk: the file, what was
+    /// Why the newest save, also that of `initialize`, did not reach the disk: the file, what was
     /// being done and what the system said. Empty after one that did.
     std::string saveError() const;
 

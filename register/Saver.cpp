@@ -13,11 +13,13 @@ using filesystem::toQString;
 
 void Saver::write(std::uint64_t number, const std::string &directory, const std::string &bytes) {
     const std::lock_guard<std::mutex> writing(_writing);
-    if (number < _landed)
+    if (number < _landed && directory == _landedIn)
         return;
     RealFileSystem disk(toQString(directory));
-    if (disk.replace(toQString(_Register::_BV_REGISTER_NAME), bytes))
+    if (disk.replace(toQString(_Register::_BV_REGISTER_NAME), bytes)) {
         _landed = number;
+        _landedIn = directory;
+    }
     setError(number, disk.error());
 }
 

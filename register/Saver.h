@@ -9,14 +9,14 @@ namespace utils::properties {
 /// Writes the user register file. One save at a time writes; none lands over a newer one.
 ///
 /// A save takes its number and encodes the tree under the register's lock, and writes without it.
-/// Lock order: the register's lock, then those of this class. A thread that holds one of these
-/// waits for no other lock, so a save from inside a callback cannot deadlock.
+/// Lock order: the register's lock, `_writing`, `_resultMutex`. Nobody takes the register's lock
+/// while the disk works, so a save from inside a callback, which holds it, cannot deadlock.
 class Saver {
 public:
     /// The number of the next save. Called under the register's lock.
     std::uint64_t nextNumber() { return ++_lastNumber; }
 
-    /// Replaces the register file in a directory. Does nothing when a newer save has landed.
+    /// Replaces the register file in a directory. Does nothing when a newer save has landed there.
     void write(std::uint64_t number, const std::string &directory, const std::string &bytes);
     /// Keeps why a save failed, unless a newer one has a result.
     void setError(std::uint64_t number, std::string error);
@@ -28,6 +28,7 @@ private:
 
     std::mutex _writing; ///< held while the disk works
     std::uint64_t _landed = 0;
+    std::string _landedIn; ///< the directory
 
     mutable std::mutex _resultMutex;
     std::uint64_t _resultNumber = 0;

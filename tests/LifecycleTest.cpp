@@ -1,11 +1,27 @@
 // Start-up, the single instance, the register files, and what the exit leaves.
 #include "tests/Support.h"
 
+#include "register/Saver.h"
+
+#include <atomic>
 #include <cstdlib>
 #include <thread>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 using namespace testing_support;
 using namespace utils::properties;
+
+static std::atomic<bool> diskHangs{false}, diskIsReached{false};
+
+/// The disk of this program can be made to hang.
+extern "C" int fsync(int file) {
+    diskIsReached = true;
+    while (diskHangs)
+        std::this_thread::yield();
+    return static_cast<int>(::syscall(SYS_fsync, file));
+}
 
 namespace {
 
@@ -159,6 +175,46 @@ TEST(Lifecycle, theDirectoryOfARegisterFileIsTestedAndCreated) {
     EXPECT_FALSE(_Register::_haveGlobalRegister);
     EXPECT_EQ(_Register::_GlobalRegisterPath, dir / "file");
     EXPECT_EQ(_Register::_UserRegisterPath, "");
+}
+
+TEST(Threads, nobodyElseWaitsForTheDisk) {
+    _Register &reg = startedRegister();
+    reg._writeString(nullptr, "p", "old", UserScope);
+    diskIsReached = false;
+    diskHangs = true;
+    std::thread saver([&] { reg.save(); });
+    while (!diskIsReached)
+        std::this_thread::yield();
+    std::vector<std::string> told;
+    Recorder recorder(told, "heard", nullptr, [&](auto &) { reg.save(); }); // holds the lock
+    reg.addCallback("q", &recorder);
+    reg._writeString(nullptr, "p", "new", UserScope);
+    EXPECT_EQ(valueOf("p"), "new");
+    EXPECT_EQ(reg.saveError(), "");
+    std::thread writer([&] { reg._writeString(&told, "q", "last", UserScope); });
+    while (lockIsFree())
+        std::this_thread::yield();
+    diskHangs = false;
+    saver.join();
+    writer.join();
+    reg.load();
+    EXPECT_EQ(valueOf("p") + valueOf("q"), "newlast");
+}
+
+TEST(Lifecycle, anOlderSaveDoesNotLandOverANewerOne) {
+    Saver saver;
+    const std::uint64_t older = saver.nextNumber(), newer = saver.nextNumber();
+    saver.write(newer, userDirectory(), "newer");
+    saver.write(older, userDirectory(), "older");
+    EXPECT_EQ(readFile(userFile()), "newer");
+    saver.setError(older, "older");
+    EXPECT_EQ(saver.error(), "");
+    const std::uint64_t failed = saver.nextNumber(), late = saver.nextNumber();
+    saver.write(late, userFile(), "a file is in the way of the directory");
+    EXPECT_NE(saver.error(), "");
+    saver.write(failed, userDirectory(), "the newest that can be written");
+    EXPECT_EQ(readFile(userFile()), "the newest that can be written");
+    EXPECT_NE(saver.error(), "") << "the newest save has failed all the same";
 }
 
 TEST(Threads, allOperationsAtOnceSeeWholeValues) {
