@@ -64,12 +64,12 @@ void appendGroup(std::string &out, const Tree &tree, Tree::GroupId id, std::stri
     out.append(name).append(properties.bytes());
 }
 
-struct Group {
+struct GroupRecord {
     GroupHeader header;
     std::string_view name, properties;
 };
 
-bool takeGroup(ByteReader &reader, Group &group) {
+bool takeGroup(ByteReader &reader, GroupRecord &group) {
     GroupHeader &header = group.header;
     return reader.take(header.nameLength) && reader.take(header.properties) &&
            reader.take(header.propertiesLength) && reader.take(header.groups) &&
@@ -88,7 +88,7 @@ bool takeProperty(ByteReader &reader, std::string_view &name) {
 /// An upper bound of the groups in a payload, without believing what they say of each other.
 std::size_t countGroups(std::string_view payload) {
     ByteReader reader(payload);
-    Group group;
+    GroupRecord group;
     std::size_t count = 0;
     while (takeGroup(reader, group))
         ++count;
@@ -129,7 +129,7 @@ private:
 
     void readGroup();
     void checkName(OpenGroup &parent, std::string_view name, const char *at) const;
-    void checkProperties(const Group &group, const Tree::PathSize &path) const;
+    void checkProperties(const GroupRecord &group, const Tree::PathSize &path) const;
 
     [[noreturn]] void fail(const char *what, const char *at) const {
         throw utils::Exception(std::string("The register file is damaged: ") + what + " (at byte " +
@@ -145,7 +145,7 @@ private:
 
 void Decoder::readGroup() {
     const char *at = _reader.position();
-    Group group;
+    GroupRecord group;
     if (!takeGroup(_reader, group))
         fail("an entry is longer than what holds it", at);
     Tree::PathSize path = _path;
@@ -181,7 +181,7 @@ void Decoder::checkName(OpenGroup &parent, std::string_view name, const char *at
         fail("a group has the name of a property", at);
 }
 
-void Decoder::checkProperties(const Group &group, const Tree::PathSize &path) const {
+void Decoder::checkProperties(const GroupRecord &group, const Tree::PathSize &path) const {
     ByteReader reader(group.properties);
     std::string_view previous, name;
     std::uint32_t count = 0;
