@@ -202,6 +202,8 @@ void Decoder::checkProperties(const GroupRecord &group, const Tree::PathSize &pa
 
 /// The header, the length and the checksum.
 void checkHeader(std::string_view file) {
+    if (file.size() > maxFileSize)
+        throw utils::Exception("The register file is larger than 256 MiB.");
     const std::size_t common = std::min(file.size(), magic.size());
     if (file.substr(0, common) != magic.substr(0, common))
         throw utils::Exception("This is not a register file.");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 namespace filesystem {
@@ -61,17 +62,19 @@ void reserveOne(std::vector<Element> &elements) {
 
 } // namespace
 
-/// The path of a group, to hash it and its members.
+/// The path of a group, to hash it and its members. It follows a walk through the tree, so that
+/// deep groups cost no more than others.
 class Tree::Prefix {
 public:
-    Prefix(const Tree &tree, GroupId group) : _tree(tree), _isRoot(group == root) {
-        if (_isRoot)
+    Prefix(const Tree &tree, GroupId group) : _tree(tree) {
+        if (group == root)
             return;
         GroupId top = group;
-        for (; tree._groups[top].parent != root; top = tree._groups[top].parent)
+        for (_levels = 1; tree._groups[top].parent != root; ++_levels) {
             _length += tree._groups[top].name().size() + 1;
-        _top = tree._groups[top].name();
-        _topHash = tree.top(_top).hash;
+            top = tree._groups[top].parent;
+        }
+        setTop(top);
         char *end = _path + _length;
         for (GroupId at = group; at != top; at = tree._groups[at].parent) {
             const std::string_view name = tree._groups[at].name();
@@ -86,22 +89,51 @@ public:
 
     std::uint32_t hash() const { return _topHash ^ Name(name()).hash; }
     std::uint32_t hashOf(std::string_view member) {
-        if (_isRoot)
+        if (_levels == 0)
             return pathHash(_tree.top(member), Name({}));
         member.copy(_path + _length, member.size());
         return _topHash ^ Name({_path, _length + member.size()}).hash;
     }
 
+    /// Goes on from a group to the one after it in a walk of what is below `top`.
+    GroupId next(GroupId group, GroupId top) {
+        const GroupId after = _tree.next(group, top);
+        if (after != none) {
+            for (; group != _tree._groups[after].parent; group = _tree._groups[group].parent)
+                leave(group);
+            enter(after);
+        }
+        return after;
+    }
+
 private:
+    void setTop(GroupId group) {
+        _top = _tree._groups[group].name();
+        _topHash = _tree.top(_top).hash;
+    }
+    void enter(GroupId group) {
+        if (_levels++ == 0)
+            return setTop(group);
+        const std::string_view name = _tree._groups[group].name();
+        _length += name.copy(_path + _length, name.size());
+        _path[_length++] = '/';
+    }
+    void leave(GroupId group) {
+        if (--_levels > 0)
+            _length -= _tree._groups[group].name().size() + 1;
+    }
+
     const Tree &_tree;
-    const bool _isRoot;
     std::string_view _top;
     std::uint32_t _topHash = 0;
+    int _levels = 0;
     std::size_t _length = 0; ///< with a "/" at the end, unless it is empty
     char _path[maxPathSize];
 };
 
-Tree::Tree() : _groups(1) {}
+Tree::Tree() {
+    _groups.add();
+}
 
 void Tree::keepTogether(const Top *first, const Top *last) {
     _firstTogether = first;
@@ -373,6 +405,8 @@ void Tree::NewGroups::moveIntoTree() noexcept {
 }
 
 char *Tree::place(const Top &top, const Name &name, std::size_t size) {
+    if (size > Block::maxSize)
+        throw std::length_error("The value is too large for a group.");
     if (Index::Slot *slot = lookUp(top, name)) {
         if (slot->isGroup())
             return nullptr;
@@ -456,14 +490,19 @@ Tree::GroupId Tree::newGroup(std::string_view name, GroupId parent) {
 }
 
 Tree::GroupId Tree::store(Group &&group) {
-    if (_firstFree == none) {
-        _groups.push_back(std::move(group));
-        return static_cast<GroupId>(_groups.size() - 1);
-    }
-    const GroupId id = _firstFree;
-    _firstFree = _groups[id].parent;
+    const GroupId id = _firstFree == none ? _groups.add() : _firstFree;
+    if (id == _firstFree)
+        _firstFree = _groups[id].parent;
     _groups[id] = std::move(group);
     return id;
+}
+
+Tree::GroupId Tree::Groups::add() {
+    if (_count == _chunks.size() * chunkSize) {
+        reserveOne(_chunks);
+        _chunks.emplace_back(new Group[chunkSize]);
+    }
+    return _count++;
 }
 
 /// The parent must have room for one more.
@@ -494,9 +533,9 @@ void Tree::removeContent(GroupId top) noexcept {
             return slot.group == group && slot.offset == offset;
         }));
     };
-    for (GroupId id = top; id != none; id = next(id, top)) {
+    Prefix prefix(*this, top);
+    for (GroupId id = top; id != none; id = prefix.next(id, top)) {
         Group &group = _groups[id];
-        Prefix prefix(*this, id);
         if (id != top)
             erase(prefix.hash(), id, Index::none);
         if (group.isIndexed)
@@ -536,7 +575,6 @@ void Tree::free(GroupId top) noexcept {
 
 Tree::Builder::Builder(Tree &tree, std::size_t count, GroupId target)
     : _tree(tree), _target(target) {
-    tree._groups.reserve(tree._groups.size() + count + 1);
     tree._index.reserve(count);
     Group first; // stands for the target while the groups below it are made
     first.text = tree._groups[target].text;
@@ -564,7 +602,7 @@ void Tree::Builder::setProperties(GroupId id, Block properties) {
 
 void Tree::Builder::moveIntoTree() noexcept {
     _tree.changed();
-    const Prefix path(_tree, _target);
+    Prefix path(_tree, _target);
     _tree._openFiles.detach(path.top(), path.name());
     _tree.removeContent(_target);
     Group &from = _tree._groups[_first], &to = _tree._groups[_target];
@@ -574,8 +612,9 @@ void Tree::Builder::moveIntoTree() noexcept {
     std::swap(from.groupsAreSorted, to.groupsAreSorted);
     for (const GroupId child : to.groups)
         _tree._groups[child].parent = _target;
-    for (GroupId id = _tree.next(_target, _target); id != none; id = _tree.next(id, _target))
-        _tree._index.insert({Prefix(_tree, id).hash(), id, Index::none});
+    GroupId id = _target;
+    while ((id = path.next(id, _target)) != none)
+        _tree._index.insert({path.hash(), id, Index::none});
 }
 
 } // namespace filesystem

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +27,8 @@ namespace filesystem {
 ///
 /// `place`, `addGroup`, `remove` and `Builder::moveIntoTree` change the tree, and each calls
 /// `changed` when it does. A call that throws has changed nothing; memory is reserved before
-/// anything changes. Nothing here recurses.
+/// anything changes. Lookups may add to the index, and `sort` and `members` move properties, so
+/// they are not for several threads at once. Nothing here recurses.
 class Tree {
 public:
     using GroupId = std::uint32_t;
@@ -47,8 +49,8 @@ public:
     Tree();
 
     /// Keeps the entries of equal names below these first levels side by side in the index, so that
-    /// looking a name up below all of them costs little more than below one. Their hashes are
-    /// different small numbers. The array must outlive the tree, which is empty yet.
+    /// looking a name up below all of them costs little more than below one. Their hashes must be
+    /// different small numbers, the tree must still be empty, and the array must outlive it.
     void keepTogether(const Top *first, const Top *last);
     /// A first level as this tree hashes it.
     Top top(std::string_view name) const;
@@ -103,7 +105,8 @@ public:
     /// The files that are open for writing. They are detached when they are removed.
     OpenFiles &openFiles() { return _openFiles; }
 
-    /// Groups under construction beside the tree. They are freed unless they are moved into it.
+    /// A new content of a group, under construction beside the tree. It is freed unless it is moved
+    /// into the tree.
     class Builder {
     public:
         /// Makes room for `count` groups, which are to replace all that is in `target`.
@@ -141,6 +144,21 @@ private:
             return std::string_view(text).substr(text.size() - nameLength);
         }
     };
+    /// The records of the groups, in chunks, so that they stay where they are.
+    class Groups {
+    public:
+        Group &operator[](GroupId id) { return _chunks[id / chunkSize][id % chunkSize]; }
+        const Group &operator[](GroupId id) const {
+            return _chunks[id / chunkSize][id % chunkSize];
+        }
+        /// The number of a new record.
+        GroupId add();
+
+    private:
+        static constexpr GroupId chunkSize = 64;
+        std::vector<std::unique_ptr<Group[]>> _chunks;
+        GroupId _count = 0;
+    };
     class Prefix;
     class NewGroups;
 
@@ -159,14 +177,14 @@ private:
     GroupId store(Group &&group);
     void attach(GroupId group, GroupId parent) noexcept;
     void detach(GroupId group) noexcept;
-    /// Every change of the tree ends up here.
+    /// Called by every change of the tree.
     void changed() noexcept { ++_changes; }
     void removeContent(GroupId top) noexcept;
     void free(GroupId top) noexcept;
 
     const Top *_firstTogether = nullptr;
     const Top *_lastTogether = nullptr;
-    std::vector<Group> _groups; ///< the root first; free records are linked by `parent`
+    Groups _groups; ///< the root first; free records are linked by `parent`
     GroupId _firstFree = none;
     std::size_t _unindexed = 0; ///< groups whose properties are not in the index
     std::uint64_t _changes = 0;

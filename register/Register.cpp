@@ -8,6 +8,7 @@
 #include "register/Saver.h"
 #include "register/Scopes.h"
 
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -73,11 +74,11 @@ void _Register::initialize(const std::string &globalPath, const std::string &use
     instance.save();
 }
 
-/// The global file is read before the user's.
+/// The global file is read before the user's: the reverse of the order of lookups.
 void _Register::load() {
-    if (_haveGlobalRegister)
-        loadScope(_GlobalRegisterPath, GlobalScope);
-    loadScope(_UserRegisterPath, UserScope);
+    for (auto scope = std::rbegin(scopes); scope != std::rend(scopes); ++scope)
+        if (scope->directory && (scope->value != GlobalScope || _haveGlobalRegister))
+            loadScope(*scope->directory, scope->value);
 }
 
 void _Register::loadScope(const std::string &directory, RegisterScope scope) {
@@ -89,7 +90,10 @@ void _Register::loadScope(const std::string &directory, RegisterScope scope) {
     if (!disk.open(file, &handle, ReadMode))
         throw Exception("Can't open " + directory + "/" + _BV_REGISTER_NAME);
     const std::unique_ptr<FileHandle> owned(handle);
-    replaceContent(toQString(_nameToPath({}, scope)), takeBytes(*handle), handle->name());
+    const QString root = toQString(_nameToPath({}, scope));
+    mkdir(root); // the application may have removed it
+    if (!replaceContent(root, takeBytes(*handle), handle->name()))
+        throw Exception(root.toStdString() + " is not a group.");
 }
 
 void _Register::save() const {
@@ -106,9 +110,8 @@ void _Register::save() const {
     } catch (const std::bad_alloc &) {
         _saver->setError(number, "out of memory"); // short enough to need none
         throw;
-    } catch (const std::exception &error) {
+    } catch (const Exception &error) { // the scope is too large
         _saver->setError(number, error.what());
-        throw;
     }
 }
 

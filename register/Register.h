@@ -119,9 +119,10 @@ public:
     /// changes that were not saved are gone. The construction does this; nobody else need.
     void load();
     /// Writes the user scope to its file, as a whole: the file is the old one or the new one,
-    /// whatever happens. Does not throw when the disk fails; `saveError` tells. The lock is held
-    /// only while the scope is encoded, so nobody else waits for the disk, unless a callback saves.
-    /// Saves on several threads wait for each other, and none overwrites a newer one.
+    /// whatever happens. Does not throw when the disk fails or the scope is larger than 256 MiB;
+    /// `saveError` says so. The lock is held only while the scope is encoded, so nobody else waits
+    /// for the disk, unless a callback saves. Saves on several threads wait for each other, and
+    /// none overwrites a newer one.
     void save() const;
     /// Why the newest save, also that of `initialize`, did not reach the disk: the file, what was
     /// being done and what the system said. Empty after one that did.

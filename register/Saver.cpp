@@ -13,13 +13,12 @@ using filesystem::toQString;
 
 void Saver::write(std::uint64_t number, const std::string &directory, const std::string &bytes) {
     const std::lock_guard<std::mutex> writing(_writing);
-    if (number < _landed && directory == _landedIn)
+    if (number < _newest && directory == _newestIn)
         return;
+    _newestIn = directory;
+    _newest = number;
     RealFileSystem disk(toQString(directory));
-    if (disk.replace(toQString(_Register::_BV_REGISTER_NAME), bytes)) {
-        _landed = number;
-        _landedIn = directory;
-    }
+    disk.replace(toQString(_Register::_BV_REGISTER_NAME), bytes);
     setError(number, disk.error());
 }
 

@@ -145,7 +145,19 @@ TEST(Lifecycle, anExitFromACallbackOrBesideBusyThreadsSavesAndEnds) {
 }
 
 TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
-    const _Register &reg = startedRegister();
+    _Register &reg = startedRegister();
+    reg._writeInteger(nullptr, "kept", 1, UserScope);
+    reg.save();
+    reg.remove("/user");
+    reg.save();
+    EXPECT_EQ(reg.saveError(), "The user scope has been removed.");
+    reg.load();
+    EXPECT_TRUE(reg.propertyExists("kept", UserScope)) << "a load makes the scope again";
+    reg._writeString(nullptr, "large", std::string(std::size_t{256} << 20, 'x'), UserScope);
+    reg.save();
+    EXPECT_EQ(reg.saveError(), "The content is too large for a register file (256 MiB).");
+    reg.delProperty("large", UserScope);
+    reg.save();
     EXPECT_EQ(reg.saveError(), "");
     fs::create_directory(dataDirectory() / "file");
     _Register::_UserRegisterPath = dataDirectory() / "file/Brevolant.dat";
@@ -209,12 +221,16 @@ TEST(Lifecycle, anOlderSaveDoesNotLandOverANewerOne) {
     EXPECT_EQ(readFile(userFile()), "newer");
     saver.setError(older, "older");
     EXPECT_EQ(saver.error(), "");
-    const std::uint64_t failed = saver.nextNumber(), late = saver.nextNumber();
-    saver.write(late, userFile(), "a file is in the way of the directory");
-    EXPECT_NE(saver.error(), "");
-    saver.write(failed, userDirectory(), "the newest that can be written");
-    EXPECT_EQ(readFile(userFile()), "the newest that can be written");
-    EXPECT_NE(saver.error(), "") << "the newest save has failed all the same";
+    const std::uint64_t late = saver.nextNumber(), failed = saver.nextNumber();
+    fs::remove(userFile());
+    fs::create_directory(userFile());
+    saver.write(failed, userDirectory(), "a directory is in its place");
+    const std::string error = saver.error();
+    EXPECT_NE(error, "");
+    fs::remove(userFile());
+    saver.write(late, userDirectory(), "older");
+    EXPECT_FALSE(fs::exists(userFile())) << "a save that failed may have landed";
+    EXPECT_EQ(saver.error(), error);
 }
 
 TEST(Threads, allOperationsAtOnceSeeWholeValues) {
