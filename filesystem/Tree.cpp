@@ -131,9 +131,7 @@ private:
     char _path[maxPathSize];
 };
 
-Tree::Tree() {
-    _groups.add();
-}
+Tree::Tree() : _groups(1) {}
 
 void Tree::keepTogether(const Top *first, const Top *last) {
     _firstTogether = first;
@@ -490,19 +488,24 @@ Tree::GroupId Tree::newGroup(std::string_view name, GroupId parent) {
 }
 
 Tree::GroupId Tree::store(Group &&group) {
-    const GroupId id = _firstFree == none ? _groups.add() : _firstFree;
-    if (id == _firstFree)
-        _firstFree = _groups[id].parent;
+    reserveGroups(1);
+    if (_firstFree == none) {
+        _groups.push_back(std::move(group));
+        return static_cast<GroupId>(_groups.size() - 1);
+    }
+    const GroupId id = _firstFree;
+    _firstFree = _groups[id].parent;
+    --_freeCount;
     _groups[id] = std::move(group);
     return id;
 }
 
-Tree::GroupId Tree::Groups::add() {
-    if (_count == _chunks.size() * chunkSize) {
-        reserveOne(_chunks);
-        _chunks.emplace_back(new Group[chunkSize]);
-    }
-    return _count++;
+/// Grows by a quarter at least: a series of calls stays linear, and the records of a large file are
+/// not doubled.
+void Tree::reserveGroups(std::size_t more) {
+    const std::size_t needed = _groups.size() + more - std::min(more, _freeCount);
+    if (needed > _groups.capacity())
+        _groups.reserve(std::max(needed, _groups.capacity() * 5 / 4));
 }
 
 /// The parent must have room for one more.
@@ -564,6 +567,7 @@ void Tree::free(GroupId top) noexcept {
         _unindexed -= !_groups[id].isIndexed;
         _groups[id] = Group();
         _groups[id].parent = std::exchange(_firstFree, id);
+        ++_freeCount;
         if (id == top)
             return;
         _groups[parent].groups.pop_back();
@@ -575,6 +579,7 @@ void Tree::free(GroupId top) noexcept {
 
 Tree::Builder::Builder(Tree &tree, std::size_t count, GroupId target)
     : _tree(tree), _target(target) {
+    tree.reserveGroups(count + 1);
     tree._index.reserve(count);
     Group first; // stands for the target while the groups below it are made
     first.text = tree._groups[target].text;

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -144,21 +143,6 @@ private:
             return std::string_view(text).substr(text.size() - nameLength);
         }
     };
-    /// The records of the groups, in chunks, so that they stay where they are.
-    class Groups {
-    public:
-        Group &operator[](GroupId id) { return _chunks[id / chunkSize][id % chunkSize]; }
-        const Group &operator[](GroupId id) const {
-            return _chunks[id / chunkSize][id % chunkSize];
-        }
-        /// The number of a new record.
-        GroupId add();
-
-    private:
-        static constexpr GroupId chunkSize = 64;
-        std::vector<std::unique_ptr<Group[]>> _chunks;
-        GroupId _count = 0;
-    };
     class Prefix;
     class NewGroups;
 
@@ -175,6 +159,7 @@ private:
 
     GroupId newGroup(std::string_view name, GroupId parent);
     GroupId store(Group &&group);
+    void reserveGroups(std::size_t more);
     void attach(GroupId group, GroupId parent) noexcept;
     void detach(GroupId group) noexcept;
     /// Called by every change of the tree.
@@ -184,8 +169,9 @@ private:
 
     const Top *_firstTogether = nullptr;
     const Top *_lastTogether = nullptr;
-    Groups _groups; ///< the root first; free records are linked by `parent`
+    std::vector<Group> _groups; ///< the root first; free records are linked by `parent`
     GroupId _firstFree = none;
+    std::size_t _freeCount = 0;
     std::size_t _unindexed = 0; ///< groups whose properties are not in the index
     std::uint64_t _changes = 0;
     Index _index;
