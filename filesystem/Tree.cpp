@@ -1,5 +1,7 @@
 #include "filesystem/Tree.h"
 
+#include "filesystem/TreePrefix.h"
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -53,83 +55,7 @@ inline bool takeBack(std::string_view &path, std::string_view component) {
     return true;
 }
 
-/// Makes room for one more element, and for as many again, so that a series of calls stays linear.
-template <class Element>
-void reserveOne(std::vector<Element> &elements) {
-    if (elements.size() == elements.capacity())
-        elements.reserve(std::max<std::size_t>(4, 2 * elements.size()));
-}
-
 } // namespace
-
-/// The path of a group, to hash it and its members. It follows a walk through the tree, so that
-/// deep groups cost no more than others.
-class Tree::Prefix {
-public:
-    Prefix(const Tree &tree, GroupId group) : _tree(tree) {
-        if (group == root)
-            return;
-        GroupId top = group;
-        for (_levels = 1; tree._groups[top].parent != root; ++_levels) {
-            _length += tree._groups[top].name().size() + 1;
-            top = tree._groups[top].parent;
-        }
-        setTop(top);
-        char *end = _path + _length;
-        for (GroupId at = group; at != top; at = tree._groups[at].parent) {
-            const std::string_view name = tree._groups[at].name();
-            *--end = '/';
-            name.copy(end -= name.size(), name.size());
-        }
-    }
-
-    /// The first level, empty for the root, and the levels below it.
-    std::string_view top() const { return _top; }
-    std::string_view name() const { return {_path, _length > 0 ? _length - 1 : 0}; }
-
-    std::uint32_t hash() const { return _topHash ^ Name(name()).hash; }
-    std::uint32_t hashOf(std::string_view member) {
-        if (_levels == 0)
-            return pathHash(_tree.top(member), Name({}));
-        member.copy(_path + _length, member.size());
-        return _topHash ^ Name({_path, _length + member.size()}).hash;
-    }
-
-    /// Goes on from a group to the one after it in a walk of what is below `top`.
-    GroupId next(GroupId group, GroupId top) {
-        const GroupId after = _tree.next(group, top);
-        if (after != none) {
-            for (; group != _tree._groups[after].parent; group = _tree._groups[group].parent)
-                leave(group);
-            enter(after);
-        }
-        return after;
-    }
-
-private:
-    void setTop(GroupId group) {
-        _top = _tree._groups[group].name();
-        _topHash = _tree.top(_top).hash;
-    }
-    void enter(GroupId group) {
-        if (_levels++ == 0)
-            return setTop(group);
-        const std::string_view name = _tree._groups[group].name();
-        _length += name.copy(_path + _length, name.size());
-        _path[_length++] = '/';
-    }
-    void leave(GroupId group) {
-        if (--_levels > 0)
-            _length -= _tree._groups[group].name().size() + 1;
-    }
-
-    const Tree &_tree;
-    std::string_view _top;
-    std::uint32_t _topHash = 0;
-    int _levels = 0;
-    std::size_t _length = 0; ///< with a "/" at the end, unless it is empty
-    char _path[maxPathSize];
-};
 
 Tree::Tree() : _groups(1) {}
 
@@ -260,7 +186,8 @@ Tree::GroupId Tree::next(GroupId group, GroupId top) const {
 
 void Tree::sort(GroupId id) {
     if (!_groups[id].block.isOrdered())
-        rewrite(id, _groups[id].block.capacity(), Block::none);
+        rewrite(id, std::min(_groups[id].block.capacity(), grown(_groups[id].block.liveSize())),
+                Block::none);
     Group &group = _groups[id];
     if (group.groupsAreSorted)
         return;
@@ -573,53 +500,6 @@ void Tree::free(GroupId top) noexcept {
         _groups[parent].groups.pop_back();
         id = parent;
     }
-}
-
-// Loading
-
-Tree::Builder::Builder(Tree &tree, std::size_t count, GroupId target)
-    : _tree(tree), _target(target) {
-    tree.reserveGroups(count + 1);
-    tree._index.reserve(count);
-    Group first; // stands for the target while the groups below it are made
-    first.text = tree._groups[target].text;
-    first.hasPath = tree._groups[target].hasPath;
-    _first = tree.store(std::move(first));
-}
-
-Tree::Builder::~Builder() {
-    _tree.free(_first);
-}
-
-Tree::GroupId Tree::Builder::add(GroupId parent, std::string_view name) {
-    reserveOne(_tree._groups[parent].groups);
-    const GroupId id = _tree.newGroup(name, parent);
-    _tree.attach(id, parent);
-    return id;
-}
-
-void Tree::Builder::setProperties(GroupId id, Block properties) {
-    Group &group = _tree._groups[id];
-    group.block = std::move(properties);
-    group.isIndexed = false;
-    ++_tree._unindexed;
-}
-
-void Tree::Builder::moveIntoTree() noexcept {
-    _tree.changed();
-    Prefix path(_tree, _target);
-    _tree._openFiles.detach(path.top(), path.name());
-    _tree.removeContent(_target);
-    Group &from = _tree._groups[_first], &to = _tree._groups[_target];
-    std::swap(from.groups, to.groups);
-    std::swap(from.block, to.block);
-    std::swap(from.isIndexed, to.isIndexed);
-    std::swap(from.groupsAreSorted, to.groupsAreSorted);
-    for (const GroupId child : to.groups)
-        _tree._groups[child].parent = _target;
-    GroupId id = _target;
-    while ((id = path.next(id, _target)) != none)
-        _tree._index.insert({path.hash(), id, Index::none});
 }
 
 } // namespace filesystem
