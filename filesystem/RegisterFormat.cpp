@@ -85,7 +85,7 @@ bool takeProperty(ByteReader &reader, std::string_view &name) {
            reader.take(valueLength, value);
 }
 
-/// An upper bound of the groups in a payload, without believing what they say of each other.
+/// The groups in a payload, up to the first that is cut short. Nothing else is checked.
 std::size_t countGroups(std::string_view payload) {
     ByteReader reader(payload);
     GroupRecord group;
@@ -123,8 +123,8 @@ private:
         std::uint32_t groupsLeft;
         Tree::PathSize path;
         std::string_view previous; ///< the name of the last group read in it
-        ByteReader properties;     ///< those that come after `property`
-        std::string_view property; ///< the first whose name is not before the groups' read so far
+        ByteReader properties;     ///< not yet compared with the names of its groups
+        std::string_view property; ///< the name of the property taken last
     };
 
     void readGroup();

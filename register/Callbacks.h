@@ -12,8 +12,8 @@
 
 namespace utils::properties {
 
-/// The callbacks of the register, each under one key or several, and the walks that tell them of a
-/// change. Guarded by the register's lock.
+/// The callbacks of the register, each under one key or several, and the walks that notify
+/// them of a change. Guarded by the register's lock.
 ///
 /// Finding the callbacks of a key is an ordered search; a filter avoids most searches that would
 /// find nothing, so that a change to which nobody listens costs little, however many callbacks
@@ -35,10 +35,10 @@ public:
     /// Removes all of them.
     void clear() noexcept;
 
-    /// False when a change of the name has nobody to be told to.
+    /// True when a change of the name would notify a callback.
     bool hears(std::string_view name) const;
-    /// Tells the callbacks that the name has changed, those of the nearest key first, in the order
-    /// of registration, but not those that belong to `sender`. Throws what they throw.
+    /// Notifies the callbacks that the name has changed, those of the nearest key first, in the
+    /// order of registration, but not those that belong to `sender`. Throws what they throw.
     void notify(void *sender, const std::string &name);
 
 private:

@@ -8,7 +8,7 @@
 
 namespace utils::properties {
 
-/// The keys under which a change of `name` is told are the parts of it up to a "/", and the whole:
+/// A change of `name` notifies the keys that are a part of it up to a "/", and the whole:
 /// "a" and "a/b" for "a/b"; "/", "/a" and "/a/b" for "/a/b"; "a", "a/" and "a//b" for "a//b".
 /// Returns the length of the next one that is longer than `length`, from 0 up to the whole.
 inline std::size_t nextKeyLength(std::string_view name, std::size_t length) {
