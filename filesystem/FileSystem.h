@@ -7,7 +7,6 @@
 #include <QString>
 #include <set>
 #include <string>
-#include <utility>
 
 namespace filesystem {
 
@@ -111,8 +110,6 @@ public:
 protected:
     /// For a `close` of its own: makes what was written the file's content; the handle stays.
     static bool commit(FileHandle &handle) { return handle.commit(); }
-    /// The bytes of a handle that is not read any more.
-    static std::string takeBytes(FileHandle &handle) { return std::move(handle._bytes); }
 };
 
 /// The directory part of a path: everything before its last "/", and nothing when there is none.

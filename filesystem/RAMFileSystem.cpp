@@ -153,24 +153,17 @@ bool RAMFileSystem::serialize(const QString &path, FileHandle &handle) const {
 }
 
 bool RAMFileSystem::unserialize(const QString &path, FileHandle &handle) {
-    if (handle.isWritable())
+    const Tree::Entry directory = find(*_tree, TreePath(path));
+    if (!directory.isGroup() || handle.isWritable())
         return false;
     const auto position = static_cast<std::size_t>(handle.tell());
-    if (!replaceContent(path, std::string(handle.bytes().substr(position)), handle.name()))
-        return false;
-    handle.seek(handle.size());
-    return true;
-}
-
-bool RAMFileSystem::replaceContent(const QString &path, std::string bytes, const QString &file) {
-    const Tree::Entry directory = find(*_tree, TreePath(path));
-    if (!directory.isGroup())
-        return false;
     try {
-        registerFormat::decode(std::move(bytes), *_tree, directory.group);
+        registerFormat::decode(std::string(handle.bytes().substr(position)), *_tree,
+                               directory.group);
     } catch (const utils::Exception &error) {
-        throw utils::Exception(file.toStdString() + ": " + error.what());
+        throw utils::Exception(handle.name().toStdString() + ": " + error.what());
     }
+    handle.seek(handle.size());
     return true;
 }
 

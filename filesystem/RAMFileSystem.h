@@ -43,8 +43,6 @@ public:
     bool unserialize(const QString &path, FileHandle &handle) override;
 
 protected:
-    /// `unserialize` of bytes that the tree may keep. `file` is what messages call them.
-    bool replaceContent(const QString &path, std::string bytes, const QString &file);
     /// For derived classes that work on the tree itself.
     Tree &tree() const { return *_tree; }
 

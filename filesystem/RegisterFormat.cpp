@@ -200,7 +200,12 @@ void Decoder::checkProperties(const GroupRecord &group, const Tree::PathSize &pa
         fail("the number of properties is wrong", group.properties.data());
 }
 
-/// The header, the length and the checksum.
+} // namespace
+
+std::string_view headerOf(std::string_view file) {
+    return file.substr(0, headerLength);
+}
+
 void checkHeader(std::string_view file) {
     if (file.size() > maxFileSize)
         throw utils::Exception("The register file is larger than 256 MiB.");
@@ -225,8 +230,6 @@ void checkHeader(std::string_view file) {
     if (get<std::uint32_t>(&file[flagsAt]) != 0)
         throw utils::Exception("The register file uses features that this library does not know.");
 }
-
-} // namespace
 
 std::string encode(Tree &tree, Tree::GroupId top) {
     std::size_t size = headerLength;

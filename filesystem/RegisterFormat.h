@@ -13,6 +13,14 @@ namespace filesystem::registerFormat {
 /// checked, so this bounds the memory that a hostile file can cost.
 constexpr std::size_t maxFileSize = std::size_t{256} << 20;
 
+/// The part of a whole file that tells it from any other: the header, with the length and the
+/// checksum of the content.
+std::string_view headerOf(std::string_view file);
+
+/// Throws `utils::Exception` unless the bytes have the header of this version, with the length and
+/// the checksum of what follows. `decode` checks more.
+void checkHeader(std::string_view file);
+
 /// The bytes of all that is in a group. Throws `utils::Exception` when they are more than
 /// `maxFileSize`.
 std::string encode(Tree &tree, Tree::GroupId group);

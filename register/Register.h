@@ -5,6 +5,7 @@
 #include "filesystem/RAMFileSystem.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -18,7 +19,8 @@ class recursive_mutex;
 namespace utils::properties {
 
 class Callbacks;
-class Saver;
+class UserFile;
+struct SaveResult;
 
 /// Where a property lives. A read takes the first of user, global and temp that holds its name.
 enum RegisterScope : std::int32_t {
@@ -47,6 +49,33 @@ public:
 class REGISTER_EXPORT PropertyBadType : private Exception {
 public:
     ~PropertyBadType() override {}
+};
+
+/// A register file cannot be used: it cannot be read, is damaged or of a newer version. The message
+/// names the file. The file is left as it is.
+class REGISTER_EXPORT RegisterFileError : public Exception {
+public:
+    RegisterFileError(const std::string &message, std::string path, RegisterScope scope,
+                      std::string reason);
+    ~RegisterFileError() override;
+
+    const std::string &path() const { return _path; }
+    RegisterScope scope() const { return _scope; }
+    /// Why: what the system reports ("Permission denied"), or what is wrong with the content.
+    const std::string &reason() const { return _reason; }
+
+private:
+    std::string _path;
+    RegisterScope _scope;
+    std::string _reason;
+};
+
+/// What `_Register::initializeOrRecover` found and did.
+struct Recovery {
+    std::optional<RegisterFileError> globalError; ///< why the global file was skipped
+    std::optional<RegisterFileError> userError;   ///< why the user file could not be used
+    std::string damagedFile;       ///< the new name of that user file; empty if it kept its own
+    bool previousRestored = false; ///< the previous generation is the user file now
 };
 
 /// The register: the settings of an application, as one tree of groups (directories) and properties
@@ -104,29 +133,44 @@ public:
     /// follows the working directory. The register loads once: a second call, or a first one after
     /// `getInstance`, changes the directories, loads nothing, and saves over the user file there.
     ///
-    /// Throws `utils::Exception`: "User register not found"; "Can't open " and the file, for a file
-    /// that is there, or may be there in a directory that cannot be searched, and cannot be read;
-    /// and what is wrong with a file that is damaged or of a newer version. The register does not
-    /// exist then, the file is left as it is, and a later call tries again.
+    /// Throws `utils::Exception` "User register not found"; and `RegisterFileError`: "Can't open "
+    /// and the file, for a file that exists, or may exist, but cannot be read; and what is wrong
+    /// with a file that is damaged or of a newer version. The register does not exist then, the
+    /// file is left as it is, and a later call tries again.
     static void initialize(const std::string &globalPath, const std::string &userPath);
+    /// Does what `initialize` does, and goes on where that throws `RegisterFileError`: a global
+    /// file that cannot be used is skipped. A user file that cannot be used gets the name
+    /// "Brevolant.dat.damaged" (with a number where that is taken), and the previous generation,
+    /// "Brevolant.dat.previous", takes its place if it is intact; otherwise the user scope is
+    /// empty. This also holds for a user file without content, if the previous generation is
+    /// intact. Where the user file cannot be renamed, the user scope is empty and saves fail.
+    /// Nothing is deleted.
+    static Recovery initializeOrRecover(const std::string &globalPath, const std::string &userPath);
 
     /// The register. The first call constructs it and loads its files; it throws what `initialize`
-    /// throws for them, and the next call tries again. At exit the user scope is saved and the
-    /// callbacks are dropped; threads that still run may use the register, which no longer saves.
+    /// throws for them, and the next call tries again. When the process exits, or the library is
+    /// unloaded, the user scope is saved and the callbacks are removed. Threads that still run at
+    /// exit may use the register, which no longer loads or saves. A process that did not construct
+    /// the register, such as a forked child, does not save at its exit.
     static _Register &getInstance();
 
-    /// Reads the register files into the tree, over what the global and the user scope hold;
-    /// changes that were not saved are gone. The construction does this; nobody else need.
+    /// Reads the register files into the tree, replacing what the global and the user scope hold;
+    /// changes that were not saved are lost. The constructor does this; nobody else need.
     void load();
-    /// Writes the user scope to its file, as a whole: the file is the old one or the new one,
-    /// whatever happens. Does not throw when the disk fails or the scope is larger than 256 MiB;
-    /// `saveError` says so. The lock is held only while the scope is encoded, so nobody else waits
-    /// for the disk, unless a callback saves. Saves on several threads wait for each other, and
-    /// none overwrites a newer one.
+    /// Writes the user scope to its file, as a whole; `docs/durability.md` says what is promised.
+    /// Does not throw: `saveError` reports a failure, and the handler is called. The lock is held
+    /// only while the scope is encoded, so nobody else waits for the disk, unless a callback saves.
+    /// Saves on several threads wait for each other, and none overwrites a newer one.
     void save() const;
     /// Why the newest save, also that of `initialize`, did not reach the disk: the file, what was
-    /// being done and what the system said. Empty after one that did.
+    /// being done and what the system said, or that the scope is larger than 256 MiB. Empty after
+    /// one that did.
     std::string saveError() const;
+    /// Sets the function that is called with the message after each save that failed, on the thread
+    /// that saved: those of `initialize` (so set it before) and the last one, at exit, included.
+    /// An empty function ends this. It runs without any lock of the register, unless a callback
+    /// saved. What it throws is dropped. A save from inside it that fails does not call it again.
+    static void setSaveErrorHandler(std::function<void(const std::string &)> handler);
 
     /// The path of a name in a scope: the scope's root and the name, unchanged.
     std::string _nameToPath(const std::string &name, RegisterScope scope) const;
@@ -272,18 +316,21 @@ public:
     void notify(void *sender);
 
 private:
+    friend class Change;
+    friend class Lifetime;
+
     _Register();
     ~_Register() override;
-    void end() noexcept;
 
-    friend class Change;
-
+    static void setDirectories(const std::string &globalPath, const std::string &userPath);
+    static void publishDirectories();
     void loadScope(const std::string &directory, RegisterScope scope);
+    SaveResult trySave() const noexcept;
 
     // Guarded by `*_mutex`, like the tree.
     std::set<std::string> _changedProperties;
     std::unique_ptr<Callbacks> _callbacks;
-    std::unique_ptr<Saver> _saver; ///< has locks of its own
+    std::unique_ptr<UserFile> _userFile; ///< has locks of its own
 };
 
 /// True when a register file can be kept in the directory: the file, or the directory part of its

@@ -73,17 +73,6 @@ TEST(RealFileSystem, linksStayAndOnlyFilesAreReplaced) {
     EXPECT_FALSE(disk.exists("dangling/x"));
 }
 
-TEST(RealFileSystem, replacingTakesTheContentAtOnce) {
-    const TemporaryDirectory root;
-    RealFileSystem disk(QString::fromStdString(root / "a"));
-    EXPECT_FALSE(disk.replace("missing/f", "new"));
-    EXPECT_EQ(disk.error(), save(root / "a", "new", "missing/f"));
-    EXPECT_TRUE(disk.replace("f", "new"));
-    EXPECT_EQ(disk.error(), "");
-    EXPECT_EQ(readFile(root / "a/f"), "new");
-    EXPECT_EQ(listDirectory(root / "a").size(), 1U);
-}
-
 TEST(RealFileSystem, nothingIsBelowARootWithoutAName) {
     for (const char *name : {"", "/tmp/\uFFFD"}) {
         RealFileSystem nowhere{QString(name)};
