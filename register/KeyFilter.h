@@ -22,8 +22,8 @@ inline std::size_t nextKeyLength(std::string_view name, std::size_t length) {
 /// answer "perhaps" may be wrong.
 ///
 /// The hash of a key chooses a word and three bits in it. Adding a key sets them. It also sets
-/// three other bits for each shorter key that covers it ("a" for "a/b"). These tell a search, which
-/// starts with the shortest key, to continue. A single key cannot be removed.
+/// three other bits for each shorter key that covers it ("a" for "a/b"). They mean that a search,
+/// which starts with the shortest key, must continue. A single key cannot be removed.
 class KeyFilter {
 public:
     struct Answer {
