@@ -15,12 +15,12 @@ namespace {
 /// A path of the tree: its first level and the levels below it, in normal form.
 class TreePath {
 public:
-    /// A path that has no UTF-8 form becomes one at which nothing can be.
+    /// A path that has no UTF-8 form becomes one under which nothing can exist.
     explicit TreePath(const QString &path)
         : TreePath(path.isValidUtf16() ? path.toStdString() : std::string("..")) {}
 
     bool isRoot() const { return _normal.empty(); }
-    /// It ends in "/".
+    /// True when the path ends in "/".
     bool namesDirectoryOnly() const { return _namesDirectoryOnly; }
     std::string_view top() const { return std::string_view(_normal).substr(0, _normal.find('/')); }
     Name name() const {
@@ -43,7 +43,7 @@ Tree::Entry find(Tree &tree, const TreePath &path) {
     return entry.isProperty() && path.namesDirectoryOnly() ? Tree::Entry() : entry;
 }
 
-/// What was written replaces the file's bytes in one step, if the file is still in its tree.
+/// Its bytes replace the file's bytes in one step, if the file is still in its tree.
 class MemoryWriter : public FileHandle {
 public:
     MemoryWriter(const QString &path, std::shared_ptr<const OpenFile> file)
