@@ -91,18 +91,6 @@ TEST(Lifecycle, theExitSavesTheUserScopeAndNothingElse) {
     EXPECT_EQ(listDirectory(userDirectory()).size(), 1U);
 }
 
-TEST(Lifecycle, twoThreadsMakeOneInstance) {
-    _Register::_UserRegisterPath = userDirectory();
-    const _Register *seen[8] = {};
-    std::vector<std::thread> threads;
-    for (const _Register *&instance : seen)
-        threads.emplace_back([&instance] { instance = &_Register::getInstance(); });
-    for (std::thread &thread : threads)
-        thread.join();
-    for (const _Register *instance : seen)
-        EXPECT_EQ(instance, &_Register::getInstance());
-}
-
 TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
     ASSERT_EQ(runHelper("user theme dark"), 0);
     const std::string good = readFile(userFile());
@@ -128,11 +116,6 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
     writeFile(userFile(), good);
     startedRegister();
     EXPECT_EQ(valueOf("theme"), "dark") << "a later call tries again";
-}
-
-TEST(Lifecycle, anEmptyFileIsAnEmptyScope) {
-    writeFile(userFile(), "");
-    EXPECT_TRUE(startedRegister().getFileList("/user").empty());
 }
 
 TEST(Lifecycle, anExitFromACallbackOrBesideBusyThreadsSavesAndEnds) {
