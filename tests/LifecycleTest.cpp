@@ -130,7 +130,11 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
 
     fs::remove(userFile());
     fs::create_directory(userFile());
-    EXPECT_EQ(thrownBy(start), "Can't open " + userDirectory() + "/Brevolant.dat");
+    EXPECT_EQ(thrownBy(start), "Can't open " + userFile());
+    fs::remove(userFile());
+    writeFile(userFile(), "");
+    fs::resize_file(userFile(), std::uintmax_t{1} << 40);
+    EXPECT_EQ(thrownBy(start), "Can't open " + userFile()) << "a terabyte of nothing";
     fs::remove(userFile());
 
     std::string damaged = good;
