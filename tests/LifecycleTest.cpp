@@ -1,26 +1,53 @@
 // Start-up, the single instance, the register files, and what the exit leaves.
-#include "tests/Support.h"
+#include "tests/Operations.h"
 
 #include "register/UserFile.h"
 
+#include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <thread>
 
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace testing_support;
 using namespace utils::properties;
 
-static std::atomic<bool> diskHangs{false}, diskIsReached{false};
+// The disk of this program can be made to hang, to fail, to be interrupted and to write little.
+static std::atomic<bool> diskHangs{false}, diskIsReached{false}, writesAreShort{false};
+static std::atomic<int> untilFsyncFails{0}, interruptions{0};
 
-/// The disk of this program can be made to hang.
-extern "C" int fsync(int file) {
+template <class... Arguments>
+static long systemCall(long number, Arguments... arguments) {
+    if (interruptions > 0) {
+        --interruptions;
+        errno = EINTR;
+        return -1;
+    }
+    return ::syscall(number, arguments...);
+}
+
+extern "C" {
+int fsync(int file) {
     diskIsReached = true;
     while (diskHangs)
         std::this_thread::yield();
-    return static_cast<int>(::syscall(SYS_fsync, file));
+    if (untilFsyncFails > 0 && --untilFsyncFails == 0) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(systemCall(SYS_fsync, file));
+}
+ssize_t write(int file, const void *bytes, size_t length) {
+    return systemCall(SYS_write, file, bytes,
+                      writesAreShort ? std::min<size_t>(length, 7) : length);
+}
+ssize_t read(int file, void *bytes, size_t length) {
+    return systemCall(SYS_read, file, bytes, length);
+}
 }
 
 namespace {
@@ -93,22 +120,11 @@ TEST(Lifecycle, theExitSavesTheUserScopeAndNothingElse) {
     EXPECT_EQ(listDirectory(userDirectory()).size(), 2U) << "the file and the previous generation";
 }
 
-TEST(Lifecycle, twoThreadsMakeOneInstance) {
-    _Register::_UserRegisterPath = userDirectory();
-    const _Register *seen[8] = {};
-    std::vector<std::thread> threads;
-    for (const _Register *&instance : seen)
-        threads.emplace_back([&instance] { instance = &_Register::getInstance(); });
-    for (std::thread &thread : threads)
-        thread.join();
-    for (const _Register *instance : seen)
-        EXPECT_EQ(instance, &_Register::getInstance());
-}
-
 TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
     ASSERT_EQ(runHelper("user theme dark"), 0);
     const std::string good = readFile(userFile());
     fs::create_directories(globalDirectory() + "/Brevolant.dat");
+    const std::size_t open = openFiles();
     const auto start = [] { startedRegister(); };
     EXPECT_EQ(thrownBy(start), "Can't open " + globalDirectory() + "/Brevolant.dat");
     EXPECT_TRUE(lockIsFree());
@@ -116,7 +132,11 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
 
     fs::remove(userFile());
     fs::create_directory(userFile());
-    EXPECT_EQ(thrownBy(start), "Can't open " + userDirectory() + "/Brevolant.dat");
+    EXPECT_EQ(thrownBy(start), "Can't open " + userFile());
+    fs::remove(userFile());
+    writeFile(userFile(), "");
+    fs::resize_file(userFile(), std::uintmax_t{1} << 40);
+    EXPECT_EQ(thrownBy(start), "Can't open " + userFile()) << "a terabyte of nothing";
     fs::remove(userFile());
 
     std::string damaged = good;
@@ -126,15 +146,11 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
               userFile() + ": The register file is damaged: its checksum does not match.");
     EXPECT_EQ(runHelper("user theme light"), 3) << "a program sees it and ends";
     EXPECT_EQ(readFile(userFile()), damaged);
+    EXPECT_EQ(openFiles(), open);
 
     writeFile(userFile(), good);
     startedRegister();
     EXPECT_EQ(valueOf("theme"), "dark") << "a later call tries again";
-}
-
-TEST(Lifecycle, anEmptyFileIsAnEmptyScope) {
-    writeFile(userFile(), "");
-    EXPECT_TRUE(startedRegister().getFileList("/user").empty());
 }
 
 TEST(Lifecycle, anExitFromACallbackOrBesideBusyThreadsSavesAndEnds) {
@@ -153,8 +169,10 @@ TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
     reg.remove("/user");
     reg.save();
     EXPECT_EQ(reg.saveError(), "The user scope has been removed.");
+    reg._writeInteger(nullptr, "unsaved", 1, UserScope);
     reg.load();
     EXPECT_TRUE(reg.propertyExists("kept", UserScope)) << "a load makes the scope again";
+    EXPECT_FALSE(reg.propertyExists("unsaved", UserScope)) << "and replaces what it holds";
     reg._writeString(nullptr, "large", std::string(std::size_t{256} << 20, 'x'), UserScope);
     reg.save();
     EXPECT_EQ(reg.saveError(), "The content is too large for a register file (256 MiB).");
@@ -173,6 +191,56 @@ TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
     _Register::_UserRegisterPath = userDirectory();
     reg.save();
     EXPECT_EQ(reg.saveError(), "");
+}
+
+TEST(Lifecycle, aSaveThatTheDiskFailsLateIsTold) {
+    _Register &reg = startedRegister();
+    reg._writeString(nullptr, "p", std::string(5000, 'o'), UserScope);
+    reg.save();
+    const std::string old = readFile(userFile());
+    const std::size_t open = openFiles();
+    reg._writeString(nullptr, "p", std::string(6000, 'n'), UserScope);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small = {5000, RLIM_INFINITY}, unlimited = {RLIM_INFINITY, RLIM_INFINITY};
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    reg.save();
+    ::setrlimit(RLIMIT_FSIZE, &unlimited);
+    EXPECT_EQ(reg.saveError(), userFile() + ": writing: File too large");
+    EXPECT_EQ(readFile(userFile()), old);
+    EXPECT_EQ(listDirectory(userDirectory()).size(), 1U);
+    std::vector<std::string> errors;
+    for (int number = 1;; ++number) { // each fsync of a save
+        untilFsyncFails = number;
+        reg.save();
+        if (untilFsyncFails > 0)
+            break;
+        errors.push_back(reg.saveError());
+    }
+    untilFsyncFails = 0;
+    EXPECT_EQ(reg.saveError(), "");
+    EXPECT_GE(errors.size(), 2U);
+    EXPECT_EQ(errors.front(), userFile() + ": forcing it to the disk: Input/output error");
+    EXPECT_EQ(errors.back(),
+              userFile() + ": forcing its directory to the disk: Input/output error");
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), ""), 0);
+    EXPECT_EQ(openFiles(), open);
+}
+
+TEST(Lifecycle, signalsAndShortWritesStopNothingButNotForEver) {
+    _Register &reg = startedRegister();
+    reg._writeString(nullptr, "p", std::string(1000, 'x'), UserScope);
+    writesAreShort = true;
+    interruptions = 20;
+    reg.save();
+    EXPECT_EQ(reg.saveError(), "");
+    interruptions = 20;
+    reg.load();
+    EXPECT_EQ(interruptions, 0);
+    EXPECT_EQ(valueOf("p"), std::string(1000, 'x'));
+    interruptions = 100000;
+    reg.save();
+    EXPECT_EQ(reg.saveError(), userFile() + ": writing: Interrupted system call");
+    interruptions = 0;
 }
 
 TEST(Lifecycle, theDirectoryOfARegisterFileIsTestedAndCreated) {
@@ -235,6 +303,39 @@ TEST(Lifecycle, anOlderSaveDoesNotLandOverANewerOne) {
     EXPECT_EQ(saver.error(), error);
 }
 
+TEST(Threads, everyOperationWaitsForTheLock) {
+    _Register &reg = startedRegister();
+    reg._writeInteger(nullptr, "p", 1, UserScope);
+    std::vector<std::string> told;
+    Recorder recorder(told, "told");
+    reg.addCallback("p", &recorder);
+    filesystem::FileHandle &handle = reg.openProperty("p", _Register::ReadMode, UserScope);
+    std::vector<Operation> operations = Operations().all();
+    operations.push_back(
+        {"closeProperty", [&](auto &, auto &, auto) { reg.closeProperty(handle); }});
+    std::vector<std::atomic<bool>> ended(operations.size());
+    std::atomic<std::size_t> started{0};
+    std::vector<std::thread> threads;
+    {
+        const std::lock_guard<boost::recursive_mutex> lock(*_Register::_mutex);
+        for (std::size_t i = 0; i < operations.size(); ++i)
+            threads.emplace_back([&, i] {
+                ++started;
+                thrownBy([&] { operations[i].run(reg, "p", UserScope); });
+                ended[i] = true;
+            });
+        while (started < operations.size())
+            std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        for (std::size_t i = 0; i < operations.size(); ++i)
+            EXPECT_FALSE(ended[i]) << operations[i].label;
+        reg.notify(nullptr);
+        EXPECT_EQ(told, std::vector<std::string>()) << "nothing has been marked either";
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
 TEST(Threads, allOperationsAtOnceSeeWholeValues) {
     _Register &reg = startedRegister();
     const std::string values[] = {std::string(10, 'a'), std::string(2000, 'b')};
@@ -262,6 +363,11 @@ TEST(Threads, allOperationsAtOnceSeeWholeValues) {
                 EXPECT_GE(reg.propertyList("", TempScope).size(), 2U);
                 reg.delProperty("w", TempScope);
                 reg.removeCallback(&recorder);
+                auto heard = std::make_unique<int>(0); // gone before the subscription runs again
+                Subscription subscription("shared", [&heard](auto &) { ++*heard; });
+                std::this_thread::yield();
+                subscription = Subscription();
+                heard.reset();
             }
             EXPECT_GE(told.size(), 300U);
         });

@@ -8,16 +8,6 @@ using namespace utils::properties;
 
 namespace {
 
-TEST(SharedLibrary, exceptionsCrossItsBorder) {
-    _Register &reg = _Register::getInstance();
-    int value = 0;
-    EXPECT_THROW(reg._readInteger("none", value), PropertyNotFound);
-    reg._writeString(nullptr, "p", "x", TempScope);
-    EXPECT_THROW(reg._readInteger("p", value), PropertyBadType);
-    EXPECT_THROW(reg.addGroup("g", RegisterScope(7)), utils::Exception);
-    EXPECT_THROW(reg.addGroup("g", RegisterScope(7)), std::exception);
-}
-
 TEST(SharedLibrary, theTreeIsAFileSystemForItsClients) {
     _Register &tree = _Register::getInstance(); // nothing of its own hides what it inherits
     tree._writeInteger(nullptr, "group/number", 258, TempScope);

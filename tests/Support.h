@@ -59,6 +59,11 @@ inline std::vector<std::string> listDirectory(const std::string &path) {
     return names;
 }
 
+/// The files that this process has open.
+inline std::size_t openFiles() {
+    return listDirectory("/proc/self/fd").size();
+}
+
 /// The data directories of this process. They outlive the register, which saves when it goes.
 inline const TemporaryDirectory &dataDirectory() {
     static const TemporaryDirectory directory;

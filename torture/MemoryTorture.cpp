@@ -1,7 +1,6 @@
 // Every allocation fails, one after the other, once and from then on, also those of Qt: the call
 // throws `std::bad_alloc`, and the tree, the marks, the lock and the memory are as they were.
-#include "register/Property.h"
-#include "tests/Support.h"
+#include "tests/Operations.h"
 
 #include <new>
 
@@ -136,64 +135,37 @@ protected:
     long tried = 0;
 };
 
-TEST_F(Memory, writesAndStructuralOperationsChangeNothing) {
+TEST_F(Memory, everyOperationThatFailsHasChangedNothing) {
+    const Operations operations;
     reg.addCallback("the", &counter);
-    const std::string text(100, 'x'), deep = "the/new/property/that/is/deep";
-    const std::string name = "the/property/with/a/long/name";
-    reg._writeInteger(nullptr, name, 1, UserScope);
-    const std::vector<std::string> texts = {text, ""};
-    const auto write = [&](const std::string &at) {
-        failEach("string", [&] { reg._writeString(nullptr, at + "s", text, UserScope); });
-        failEach("number", [&] { reg._writeNumber(nullptr, at + "n", 1, UserScope); });
-        failEach("integer", [&] { reg._writeInteger(nullptr, at + "i", 1, UserScope); });
-        failEach("boolean", [&] { reg._writeBoolean(nullptr, at + "b", true, UserScope); });
-        failEach("strings", [&] { reg._writeStrings(nullptr, at + "ls", texts, UserScope); });
-        failEach("numbers", [&] { reg._writeNumbers(nullptr, at + "ln", {1, 2}, UserScope); });
-        failEach("integers", [&] { reg._writeIntegers(nullptr, at + "li", {1, 2, 3}, UserScope); });
-        failEach("booleans", [&] { reg._writeBooleans(nullptr, at + "lb", {true}, UserScope); });
+    const auto failOn = [this](const Operation &operation, const std::string &name) {
+        failEach(operation.label.c_str(), [&] { operation.run(reg, name, UserScope); });
     };
-    write(deep);
-    write(deep);
-    write("others/" + deep); // nobody listens
-    failEach("addGroup", [&] { reg.addGroup("the/group/of/no/one", TempScope); });
-    failEach("addProperty", [&] { reg.addProperty("the/property/of/no/one", TempScope); });
+    for (std::size_t type = 0; type < operations.writes.size(); ++type)
+        for (const std::string of : {"the/new/property/", "others/that/nobody/listens/to/"}) {
+            const std::string name = of + operations.writes[type].label;
+            failOn(operations.writes[type], name);
+            failOn(operations.writes[type], name); // it is there now
+            failOn(operations.reads[type], name);
+            failOn(operations.finds[type], name);
+        }
+    for (const auto *part : {&operations.ofScope, &operations.ofAll})
+        for (const Operation &operation : *part) {
+            const std::string name = "the/property/of/the/operation/" + operation.label;
+            if (operation.label != "addGroup" && operation.label != "addProperty")
+                reg.addProperty(name, UserScope);
+            if (operation.label != "save") // see below
+                failOn(operation, name);
+        }
     failEach("addCallback", [&] { reg.addCallback("a key that is long enough", &counter); });
-    failEach("markAsChanged", [&] { reg.markAsChanged(nullptr, name); });
-    failEach("resetProperty", [&] { reg.resetProperty(nullptr, name, UserScope); });
     failEach("Subscription",
              [&] { const Subscription heard("another long key, of a group", [](auto &) {}); });
+    failEach("PropertyHandle", [&] { PropertyHandle("the", _Register::WriteMode, TempScope); });
     const Property<QStringList> list("the/list/of/texts");
-    const QStringList qtTexts = {QString(50, 'q'), "short"};
-    failEach("Property<QStringList>", [&] { list.set(qtTexts); });
-    EXPECT_EQ(list.value(), qtTexts);
+    const QStringList texts = {QString(50, 'q'), "short"};
+    failEach("Property<QStringList>", [&] { list.set(texts); });
+    EXPECT_EQ(list.value(), texts);
     EXPECT_GT(tried, 200);
-}
-
-TEST_F(Memory, readsLeaveTheVariable) {
-    reg._writeString(nullptr, "s", std::string(100, 'x'), UserScope);
-    reg._writeStrings(nullptr, "l", {std::string(100, 'x'), "y", std::string(200, 'z')}, UserScope);
-    reg._writeIntegers(nullptr, "i", std::vector<int>(100, 1), UserScope);
-    bool untouched = true;
-    failEach("string", [&] {
-        std::string value = "untouched";
-        try {
-            reg._readString("s", value);
-        } catch (...) {
-            untouched = untouched && value == "untouched";
-            throw;
-        }
-    });
-    failEach("strings", [&] {
-        std::vector<std::string> values;
-        reg._readStrings("l", values);
-    });
-    failEach("integers", [&] {
-        std::vector<int> values;
-        reg._readIntegers("i", values);
-    });
-    EXPECT_TRUE(untouched);
-    failEach("propertyList", [&] { reg.propertyList("", UserScope); });
-    failEach("PropertyHandle", [&] { PropertyHandle("s", _Register::ReadMode, UserScope); });
 }
 
 TEST_F(Memory, aSaveKeepsTheOldFileAndALoadTheTree) {
