@@ -1,5 +1,7 @@
 #include "filesystem/AtomicFile.h"
 
+#include "filesystem/FileRights.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -104,19 +106,17 @@ bool AtomicFile::createTemporary() {
 
 bool AtomicFile::takeOverAttributes() {
     struct stat old = {};
-    if (::stat(_path.c_str(), &old) == -1)
-        return errno == ENOENT;
-    if (!S_ISREG(old.st_mode)) {
+    const bool exists = ::stat(_path.c_str(), &old) == 0;
+    if (!exists && errno != ENOENT)
+        return false;
+    if (exists && !S_ISREG(old.st_mode)) {
         errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
         return false;
     }
-    if (::faccessat(AT_FDCWD, _path.c_str(), W_OK, AT_EACCESS) == -1)
+    if (exists && ::faccessat(AT_FDCWD, _path.c_str(), W_OK, AT_EACCESS) == -1)
         return false;
-    // Giving a file away is for the superuser; anyone else's new file is their own.
-    if ((old.st_uid != ::geteuid() || old.st_gid != ::getegid()) &&
-        ::fchown(_file.number(), old.st_uid, old.st_gid) == -1 && errno != EPERM)
-        return false;
-    return ::fchmod(_file.number(), old.st_mode & 07777) == 0;
+    const std::string name = std::filesystem::path(_path).filename().string();
+    return takeOverRights(_directoryFile, name, _file);
 }
 
 void AtomicFile::removeLeftovers() const {
