@@ -1,8 +1,8 @@
 #include "filesystem/AtomicFile.h"
 
-#include <algorithm>
+#include "filesystem/FileRights.h"
+
 #include <cerrno>
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -51,7 +51,8 @@ bool AtomicFile::open() {
         return false;
     removeLeftovers();
     return check(createTemporary(), "creating a temporary file beside it") &&
-           check(checkOld() && takeOverAttributes(), "preparing its replacement");
+           check(checkOld() && takeOverRights(_directory, _location.name(), _file),
+                 "preparing its replacement");
 }
 
 bool AtomicFile::write(std::string_view bytes) {
@@ -114,16 +115,6 @@ bool AtomicFile::checkOld() {
     if (!S_ISREG(old.st_mode))
         errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
     return S_ISREG(old.st_mode) && ::faccessat(directory, name, W_OK, AT_EACCESS) == 0;
-}
-
-bool AtomicFile::takeOverAttributes() {
-    struct stat old = {};
-    if (::fstatat(_directory.number(), _location.name().c_str(), &old, 0) == -1)
-        return errno == ENOENT;
-    if ((old.st_uid != ::geteuid() || old.st_gid != ::getegid()) &&
-        ::fchown(_file.number(), old.st_uid, old.st_gid) == -1 && errno != EPERM)
-        return false;
-    return ::fchmod(_file.number(), old.st_mode & 07777) == 0;
 }
 
 void AtomicFile::removeLeftovers() const {

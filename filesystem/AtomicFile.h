@@ -61,7 +61,6 @@ private:
     bool openDirectory();
     bool createTemporary();
     bool checkOld();
-    bool takeOverAttributes();
     void removeLeftovers() const;
 
     std::string _path;

@@ -188,7 +188,7 @@ bool decode(std::string_view bytes, std::vector<Element> &values) {
     const std::size_t count = stored > INT_MAX ? 0 : stored; // a negative count
     if constexpr (ElementForm::inMemory) {
         std::string_view elements;
-        if (!reader.take(count * sizeof(Element), elements))
+        if (count > SIZE_MAX / sizeof(Element) || !reader.take(count * sizeof(Element), elements))
             return false;
         values.resize(count);
         if (count > 0)
