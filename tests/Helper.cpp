@@ -2,20 +2,67 @@
 //
 // GLOBAL USER SCOPE NAME VALUE starts the register, writes a string and ends; where that did not
 // reach the disk, which it then says, with the exit code 4. Exit code 3 and a message when the
-// register does not start. Instead of a scope: "callback" ends it with `exit` from inside a
-// callback, "busy" while other threads go on using the register.
+// register does not start. Instead of a scope:
+// - "callback" ends it with `exit` from inside a callback,
+// - "busy" while other threads go on using the register,
+// - "exits" by several threads at once,
+// - "fork" ends a child that has an older state last,
+// - "plain" ends without a save before the exit, or returns from `runHelper`,
+// - "spoilt" does so too, after the file has become something else; the exit code is 5 when the
+//   last save reports that.
 #include <register/Property.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace utils::properties;
 
 namespace {
 
-Subscription survivor; // constructed before the register, and so destroyed after it
+/// Constructed before the register, and so destroyed after it.
+struct Late {
+    ~Late() {
+        if (!registerPath.empty()) {
+            _Register &reg = _Register::getInstance();
+            reg._writeString(nullptr, "late", "not saved", UserScope);
+            reg.save();
+            reg.load();
+        }
+    }
+    Subscription survivor;
+    std::string registerPath;
+} late;
+
+[[noreturn]] void exitTogether() {
+    for (int worker = 0; worker < 8; ++worker)
+        std::thread([] { std::exit(0); }).detach();
+    std::exit(0);
+}
+
+/// The child has the state from before the value, and ends after the value has been saved.
+[[noreturn]] void outliveTheParent(const Property<std::string> &property,
+                                   const std::string &value) {
+    int ready[2] = {};
+    if (::pipe(ready) == -1)
+        ::_exit(1);
+    if (const pid_t child = ::fork(); child != 0) {
+        property.set(value);
+        _Register::getInstance().save();
+        ::close(ready[1]);
+        ::waitpid(child, nullptr, 0);
+        ::_exit(0);
+    }
+    late.registerPath.clear();
+    ::close(ready[1]);
+    char none = 0;
+    std::exit(::read(ready[0], &none, 1) == 0 ? 0 : 1);
+}
 
 [[noreturn]] void exitWhileBusy(const std::string &name) {
     for (int worker = 0; worker < 4; ++worker)
@@ -32,7 +79,7 @@ Subscription survivor; // constructed before the register, and so destroyed afte
 
 } // namespace
 
-int main(int count, char **arguments) {
+extern "C" [[gnu::visibility("default")]] int runHelper(int count, char **arguments) {
     if (count != 6)
         return 2;
     const std::string scope = arguments[3], name = arguments[4], value = arguments[5];
@@ -43,7 +90,14 @@ int main(int count, char **arguments) {
         return 3;
     }
     _Register &reg = _Register::getInstance();
-    survivor = Subscription(name, [](auto &) {});
+    late.survivor = Subscription(name, [](auto &) {});
+    late.registerPath = arguments[2];
+    if (scope == "fork")
+        outliveTheParent(Property<std::string>(name), value);
+    if (scope == "spoilt") {
+        _Register::setSaveErrorHandler([](const std::string &) { ::_exit(5); });
+        std::ofstream(late.registerPath + "/Brevolant.dat") << "something else";
+    }
     const Subscription last(scope == "callback" ? name : "", [](auto &) { std::exit(0); });
     reg._writeString(nullptr, name, value,
                      scope == "global" ? GlobalScope
@@ -51,9 +105,17 @@ int main(int count, char **arguments) {
                                        : UserScope);
     if (scope == "busy")
         exitWhileBusy(name);
+    if (scope == "exits")
+        exitTogether();
+    if (scope == "plain" || scope == "spoilt")
+        return 0;
     reg.save();
     if (reg.saveError().empty())
         return 0;
     std::fprintf(stderr, "%s\n", reg.saveError().c_str());
     return 4;
+}
+
+int main(int count, char **arguments) {
+    return runHelper(count, arguments);
 }

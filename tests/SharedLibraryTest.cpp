@@ -4,6 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <string>
+
+#include <dlfcn.h>
+#include <stdlib.h>
+
 using namespace utils::properties;
 
 namespace {
@@ -20,6 +26,30 @@ TEST(SharedLibrary, theTreeIsAFileSystemForItsClients) {
     EXPECT_EQ(filesystem::dirName("a/b/c"), "a/b");
     EXPECT_EQ(filesystem::dirName("a"), "");
     EXPECT_EQ(filesystem::dirName("/"), "");
+}
+
+TEST(SharedLibrary, aSecondCopyInTheProcessIsIndependent) {
+    char directory[] = "/tmp/register-test-XXXXXX";
+    ASSERT_NE(::mkdtemp(directory), nullptr);
+    _Register::initialize("", directory);
+    _Register &reg = _Register::getInstance();
+    const void *mutex = _Register::_mutex;
+    const std::string copy = directory + std::string("/libother.so");
+    std::filesystem::copy(REGISTER_LIBRARY, copy);
+    void *library = ::dlopen(copy.c_str(), RTLD_NOW | RTLD_GLOBAL);
+    ASSERT_NE(library, nullptr) << ::dlerror();
+    EXPECT_EQ(_Register::_UserRegisterPath, directory);
+    EXPECT_EQ(_Register::_mutex, mutex);
+    const auto other = reinterpret_cast<_Register &(*)()>(
+        ::dlsym(library, "_ZN5utils10properties9_Register11getInstanceEv"));
+    EXPECT_NE(&other(), &reg);
+    EXPECT_FALSE(other().propertyExists("UserDataPath"));
+    ::dlclose(library);
+    reg._writeString(nullptr, "theme", "dark", UserScope);
+    reg.save();
+    EXPECT_EQ(reg.saveError(), "");
+    std::filesystem::remove_all(directory);
+    _Register::_UserRegisterPath.clear(); // the exit saves nothing
 }
 
 } // namespace
