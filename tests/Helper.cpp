@@ -11,11 +11,22 @@
 #include <string>
 #include <thread>
 
+#include <unistd.h>
+
 using namespace utils::properties;
 
 namespace {
 
 Subscription survivor; // constructed before the register, and so destroyed after it
+
+/// Writes when the register has ended, of which nobody may be told.
+struct Late {
+    ~Late() {
+        if (isStarted)
+            _Register::getInstance()._writeString(nullptr, "late", "", TempScope);
+    }
+    bool isStarted = false;
+} late;
 
 [[noreturn]] void exitWhileBusy(const std::string &name) {
     for (int worker = 0; worker < 4; ++worker)
@@ -43,7 +54,8 @@ int main(int count, char **arguments) {
         return 3;
     }
     _Register &reg = _Register::getInstance();
-    survivor = Subscription(name, [](auto &) {});
+    late.isStarted = true;
+    survivor = Subscription("late", [](auto &) { _exit(5); });
     const Subscription last(scope == "callback" ? name : "", [](auto &) { std::exit(0); });
     reg._writeString(nullptr, name, value,
                      scope == "global" ? GlobalScope
