@@ -337,6 +337,7 @@ TEST(Threads, everyOperationWaitsForTheLock) {
             EXPECT_FALSE(ended[i]) << operations[i].label;
         reg.notify(&reg);
         EXPECT_EQ(told, std::vector<std::string>()) << "nothing has been marked either";
+        EXPECT_TRUE(reg.propertyExists("p", UserScope)) << "or removed";
     }
     for (std::thread &thread : threads)
         thread.join();
