@@ -11,7 +11,7 @@
 #include <malloc.h>
 #include <time.h>
 
-/// Times, memory, and how a program of bench/ reports them.
+/// Measures times and memory. A program of bench/ reports each result as a line "name value".
 namespace bench {
 
 using Clock = std::chrono::steady_clock;
@@ -34,7 +34,7 @@ double milliseconds(Work work) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-/// The time of this thread on a processor: other programs of the machine do not count.
+/// Returns the processor time of this thread, which excludes the time of other programs.
 template <class Work>
 double processorMilliseconds(Work work) {
     const auto now = [] {
@@ -52,10 +52,10 @@ inline double median(std::vector<double> samples) {
     return samples[samples.size() / 2];
 }
 
-/// Whether only the values matter, not the times.
+/// True when a run checks only the values, so that times do not matter.
 inline const bool isCheck = std::getenv("BENCH_CHECK") != nullptr;
 
-/// The median of what five calls return, or fewer once a second has passed.
+/// Returns the median of five calls of `sample`, or of fewer once a second has passed.
 template <class Sample>
 double medianOf(Sample sample) {
     std::vector<double> samples;
@@ -66,13 +66,13 @@ double medianOf(Sample sample) {
     return median(samples);
 }
 
-/// The bytes in use as malloc counts them, its own overhead included.
+/// Returns the bytes in use as malloc counts them, including its own overhead.
 inline double heap() {
     const struct mallinfo2 info = mallinfo2();
     return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
-/// A size in bytes that the kernel keeps of this process: "VmRSS:" now, "VmHWM:" at most.
+/// Returns a memory size of this process in bytes: "VmRSS:" is the present size, "VmHWM:" the peak.
 inline double memory(const std::string &field) {
     std::ifstream status("/proc/self/status");
     for (std::string word; status >> word;)
@@ -81,8 +81,8 @@ inline double memory(const std::string &field) {
     return 0;
 }
 
-/// Nanoseconds of the processor for one of `count` steps of a pass. A sample has at least 100,000
-/// steps.
+/// Returns the processor time of one step in nanoseconds. `pass` makes `count` steps. A sample has
+/// at least 100,000 steps.
 template <class Pass>
 double perStep(int count, Pass pass) {
     const int passes = isCheck ? 1 : std::max(1, 100000 / count);

@@ -1,5 +1,5 @@
-// Single operations of the register among 10,000 properties, three levels deep, through the shared
-// library. bench/Workload.h compares stores.
+// Single operations of the register, through the shared library, with 10,000 properties three
+// levels deep. bench/Workload.h compares stores.
 #include <register/Property.h>
 
 #include <QTemporaryDir>
@@ -22,7 +22,8 @@ std::string nameOf(int i, const std::string &leaf = "property") {
     return "application/group" + std::to_string(i % 500) + "/" + leaf + std::to_string(i / 500);
 }
 
-/// Names of one scope, 500 groups of 20. The user scope has other properties in the same groups.
+/// The names of one scope: 500 groups of 20. The user scope has other properties in the same
+/// groups.
 const std::vector<std::string> &names(RegisterScope scope = UserScope) {
     static std::vector<std::string> all[3];
     std::vector<std::string> &made = all[scope];
@@ -34,7 +35,7 @@ const std::vector<std::string> &names(RegisterScope scope = UserScope) {
     return made;
 }
 
-/// A step that is coprime to the count visits all names in an order that caches do not foresee.
+/// A step that is coprime to the count visits all names in an order that caches cannot predict.
 std::size_t next(std::size_t at) {
     return (at + 7919) % propertyCount;
 }
@@ -44,7 +45,7 @@ struct Silent : _Register::Callback {
     void *owner() override { return this; }
 };
 
-/// Names that one scope alone holds.
+/// Reads names that only one scope holds.
 void readInteger(benchmark::State &state, RegisterScope scope) {
     names();
     const std::vector<std::string> &visited = names(scope);
@@ -60,7 +61,7 @@ BENCHMARK_CAPTURE(readInteger, global, GlobalScope);
 BENCHMARK_CAPTURE(readInteger, temp, TempScope);
 BENCHMARK_CAPTURE(readInteger, user, UserScope)->Threads(8)->UseRealTime();
 
-/// Tells with an exception.
+/// A missing name, reported by an exception.
 void readMissing(benchmark::State &state) {
     names();
     const std::string name = nameOf(5, "none");
@@ -73,7 +74,7 @@ void readMissing(benchmark::State &state) {
 }
 BENCHMARK(readMissing);
 
-/// Tells with a default.
+/// A missing name, replaced by a default.
 void propertyDefault(benchmark::State &state) {
     names();
     const Property<int> property(nameOf(5, "none"), 7);
@@ -92,7 +93,7 @@ void propertyValue(benchmark::State &state) {
 }
 BENCHMARK(propertyValue);
 
-/// The argument is the number of callbacks, all under names that are not written.
+/// The argument is the number of callbacks. All are under names that are not written.
 void writeInteger(benchmark::State &state) {
     Silent silent;
     for (int i = 0; i < state.range(0); ++i)
@@ -134,7 +135,7 @@ void writeString(benchmark::State &state) {
 }
 BENCHMARK(writeString)->Arg(8)->Arg(1000);
 
-/// A list of as many elements as the argument says, all equal.
+/// Returns a list of equal elements. The argument is their number.
 template <class Value>
 std::vector<Value> listOf(const benchmark::State &state, const Value &value) {
     return std::vector<Value>(static_cast<std::size_t>(state.range(0)), value);
@@ -163,7 +164,7 @@ BENCHMARK_CAPTURE(writeList, integers, 5)->Arg(20)->Arg(1000)->Arg(longest);
 BENCHMARK_CAPTURE(writeList, booleans, true)->Arg(20)->Arg(1000);
 BENCHMARK_CAPTURE(writeList, strings, std::string("element"))->Arg(20)->Arg(1000);
 
-/// The measure of the longest lists: the same bytes from one buffer to another.
+/// The baseline for the longest lists: copies the same bytes from one buffer to another.
 void memcpyOfIntegers(benchmark::State &state) {
     const std::vector<int> from(longest, 5);
     std::vector<int> to;
@@ -188,7 +189,7 @@ void propertyList(benchmark::State &state) {
 }
 BENCHMARK(propertyList)->Arg(20)->Arg(1000);
 
-/// A group and its members; making them is not measured.
+/// Deletes a group and its members. Creating them is not measured.
 void deleteGroup(benchmark::State &state) {
     for (auto _ : state) {
         state.PauseTiming();
@@ -206,5 +207,5 @@ int main(int count, char **arguments) {
     _Register::initialize("", directory.path().toStdString());
     benchmark::Initialize(&count, arguments);
     benchmark::RunSpecifiedBenchmarks();
-    _Register::_UserRegisterPath.clear(); // nothing of this is to be kept
+    _Register::_UserRegisterPath.clear(); // the save at exit then writes nothing
 }

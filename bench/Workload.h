@@ -5,13 +5,13 @@
 #include <random>
 #include <thread>
 
-/// The workload of the comparison. Every store runs it in a program of its own, one after the other
-/// in each round, because two major versions of Qt cannot share a process (ours and KConfig's), and
-/// because no store then finds the heap that another one left. bench/compare.py runs the programs
-/// and compares what they report.
+/// The workload of the comparison. Each store runs it in its own program, for two reasons: two
+/// major versions of Qt (the register's and KConfig's) cannot share a process, and no store then
+/// inherits the heap of another one. bench/compare.py runs the programs one after the other in each
+/// round and compares what they report.
 namespace bench {
 
-/// Twenty properties to a group.
+/// A group has twenty properties.
 inline std::string nameOf(int i, const char *leaf = "property") {
     char name[64];
     std::snprintf(name, sizeof name, "application/group%05d/%s%02d", i / 20, leaf, i % 20);
@@ -22,7 +22,7 @@ inline int valueOf(int i, int generation) {
     return (i * 31 + generation * 7) % 1000000;
 }
 
-/// Ten characters: longer than every value above, in text and in binary.
+/// Returns ten characters: longer than every value of `valueOf`, in text and in binary.
 inline std::string textOf(int i) {
     char text[32];
     std::snprintf(text, sizeof text, "text%06d", i);
@@ -37,15 +37,16 @@ inline std::vector<int> shuffled(int count) {
     return order;
 }
 
-/// What holds for most stores.
+/// The defaults for most stores.
 struct FileStore {
     static constexpr bool hasFile = true;
     static constexpr bool isThreadSafe = false;
     void discard() {} ///< ends the run without a save
 };
 
-/// A store has `Key` and `Key key(name)`, a constructor that loads what is in a directory, `read`,
-/// `write`, `readText` and `writeText` by key, and `save`, which returns when the disk has it all.
+/// A store has a type `Key` and `Key key(name)`, a constructor that loads the content of a
+/// directory, `read`, `write`, `readText` and `writeText` by key, and `save`, which returns when
+/// everything is on the disk.
 template <class Store>
 class Workload {
 public:
@@ -55,14 +56,15 @@ public:
             _keys.push_back(Store::key(nameOf(i)));
     }
 
-    /// Makes the file.
+    /// Creates the file, with the values of generation 0.
     void fill() {
         open();
         create();
         _store->save();
     }
 
-    /// Finds the values of the generation before and leaves those of this one.
+    /// Loads and checks the values of the previous generation, measures, and saves the values of
+    /// this generation.
     void run(int generation) {
         load(generation - 1);
         long long sum = 0;
@@ -131,7 +133,8 @@ private:
         require(sum == expected, "a wrong sum");
     }
 
-    /// Million reads per second of all threads together, each in another part of the order.
+    /// Returns the million reads per second of all threads together. Each thread reads another part
+    /// of the order.
     double readFromThreads(std::size_t threadCount) {
         const std::size_t steps = isCheck ? 1000 : 100000;
         std::vector<std::thread> threads;
@@ -160,7 +163,7 @@ private:
         _store->save();
     }
 
-    /// Not saved.
+    /// Overwrites all values with texts and does not save them.
     void grow() {
         for (std::size_t at = 0; at < _keys.size(); ++at)
             _store->writeText(_keys[at], textOf(_order[at]));
@@ -175,20 +178,20 @@ private:
 
     std::string _directory;
     std::vector<int> _order;
-    std::vector<Key> _keys; ///< made in the order of the visits, so that their own memory is near
+    std::vector<Key> _keys; ///< created in the order of the visits, so that caches help
     Store *_store = nullptr;
     double _heapBefore = 0;
     double _residentBefore = 0;
 };
 
-/// `PROGRAM fill DIRECTORY COUNT`, `PROGRAM run|check DIRECTORY COUNT GENERATION`. Nothing is
-/// destroyed at the end, so that no store saves there.
+/// `PROGRAM fill DIRECTORY COUNT`, `PROGRAM run|check DIRECTORY COUNT GENERATION`. The program ends
+/// without destroying the store, so that the store does not save.
 template <class Store>
 [[noreturn]] void runWorkload(int count, char **arguments) {
     require(count >= 4, "arguments");
     const std::string what = arguments[1];
     const int generation = count > 4 ? std::stoi(arguments[4]) : 0;
-    static char output[4096]; // a buffer of the library's would count as the store's heap
+    static char output[4096]; // the library's own buffer would count as the store's heap
     std::setvbuf(stdout, output, _IOFBF, sizeof output);
     Workload<Store> workload(arguments[2], std::stoi(arguments[3]));
     if (what == "fill") {

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs the same workload over several settings stores and writes docs/performance.md.
 
-Each store is a program of its own, build/.../bench/bench-STORE (bench/Workload.h says why). The rounds go
-through all stores, so that what else the machine does meets all of them; a ratio is formed within a
-round, and the page shows the medians over the rounds.
+Each store has its own program, build/.../bench/bench-STORE (bench/Workload.h says why). Each round runs all
+stores, so that other work of the machine affects all of them. A ratio is computed within a round. The page
+shows the medians over the rounds.
 """
 import argparse
 import collections
@@ -18,7 +18,7 @@ from pathlib import Path
 import page
 
 STORES = ("register", "map", "bytes", "qsettings", "kconfig", "gkeyfile", "propertytree", "lmdb", "sqlite")
-MODES = ("scopes", "callbacks", "numbers", "initialize", "waits")  # of the register alone
+MODES = ("scopes", "callbacks", "numbers", "initialize", "waits")  # of the register only
 LARGE = 1000000
 
 
@@ -30,7 +30,7 @@ class Results:
         for line in output.splitlines():
             metric, value = line.split()
             self.values[store, metric, count][round_number] = float(value)
-        if store == "bytes":  # what `initialize` does to the file
+        if store == "bytes":  # the baseline for `initialize`, which reads once and writes twice
             read, written = (self.values[store, metric, count][round_number] for metric in ("load", "save"))
             self.values[store, "initialize", count][round_number] = read + 2 * written
 
@@ -42,7 +42,7 @@ class Results:
         return statistics.median(rounds.values()) if rounds else None
 
     def ratios(self, above, below, count):
-        """Of one (store, metric) to another, in each round that has both."""
+        """The ratio of one (store, metric) to another, for each round that has both."""
         upper, lower = self.of(*above, count), self.of(*below, count)
         return [upper[number] / lower[number] for number in upper if number in lower]
 
@@ -73,7 +73,7 @@ class Comparison:
         for number in range(1, rounds + 1):
             for store in self.programs:
                 if count == LARGE and number > 1 and store not in ("register", "map", "bytes"):
-                    continue  # some take a minute
+                    continue  # some stores take a minute
                 self.results.add(store, count, number, self.run(store, "run", count, number))
                 last[store] = number
             for mode in MODES if count < LARGE else ():
@@ -84,7 +84,7 @@ class Comparison:
 
 
 def operations(build):
-    """What register-benchmark measures: (name, nanoseconds of the processor, or of the clock where it says so)."""
+    """The results of register-benchmark: (name, nanoseconds of the processor, or of the clock for "real_time")."""
     command = [str(build / "bench/register-benchmark"), "--benchmark_format=json", "--benchmark_min_time=0.2"]
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
     scale = {"ns": 1, "us": 1e3, "ms": 1e6}
@@ -97,12 +97,12 @@ def main():
     parser.add_argument("build", type=Path, help="a build directory with the programs of bench/")
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="two rounds, up to 100,000 properties")
-    parser.add_argument("--check", action="store_true", help="only runs all stores with 1,000 properties")
-    parser.add_argument("--data", type=Path, help="where the files lie, on a disk; else in the build directory")
+    parser.add_argument("--check", action="store_true", help="checks all stores with 1,000 properties, measures nothing")
+    parser.add_argument("--data", type=Path, help="directory for the files, on a disk (default: BUILD)")
     parser.add_argument("--page", type=Path, default=Path("docs/performance.md"))
     options = parser.parse_args()
 
-    data = ((options.data or options.build) / "bench-data").resolve()  # KConfig seeks relative names at home
+    data = ((options.data or options.build) / "bench-data").resolve()  # KConfig looks for relative names at home
     shutil.rmtree(data, ignore_errors=True)
     if options.check:
         os.environ["BENCH_CHECK"] = "1"

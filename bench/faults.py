@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""The faults of torture/torture.py for other settings stores too: counts for docs/durability.md, not failures.
+"""Injects the faults of torture/torture.py into several settings stores and counts the outcomes.
+
+The counts are for docs/durability.md. No outcome is a failure of this program.
 
 faults.py [--long] BUILD
 """

@@ -1,5 +1,5 @@
-"""A picture of lines over the number of properties, both axes logarithmic, as SVG. Its colours are of a
-middle brightness on no background, so that it can be read on light and on dark pages."""
+"""Draws lines over the number of properties as SVG, with two logarithmic axes. The colours have medium
+brightness and there is no background, so that the picture is readable on light and on dark pages."""
 import math
 
 WIDTH, HEIGHT, LEFT, RIGHT, TOP, BOTTOM = 760, 440, 70, 150, 40, 50
@@ -10,7 +10,7 @@ GREY = "#808080"
 
 
 def draw(title, lines, tick):
-    """`lines`: store -> (label, [(count, value), ...]); `tick` writes a value of the vertical axis."""
+    """`lines`: store -> (label, [(count, value), ...]); `tick` formats a value of the vertical axis."""
     points = [point for _, line in lines.values() for point in line]
     low_x, high_x = (math.log10(pick(count for count, _ in points)) for pick in (min, max))
     low_y = math.log10(min(value for _, value in points)) - .1
@@ -39,7 +39,7 @@ def draw(title, lines, tick):
         parts.append(text(x(count), HEIGHT - BOTTOM + 20, f"{count:,}"))
     parts.append(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 8, "properties"))
 
-    label_at = -math.inf  # each label beside the end of its line, or as near below the one above as fits
+    label_at = -math.inf  # a label is at the end of its line, or just below the label above it
     for store, (label, line) in sorted(lines.items(), key=lambda item: -item[1][1][-1][1]):
         colour, width = COLOURS[store], 3.5 if store == "register" else 1.8
         path = "L".join(f"{x(count):.1f} {y(value):.1f}" for count, value in line)

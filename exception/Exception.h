@@ -12,13 +12,12 @@ class REGISTER_EXPORT Exception : public std::exception {
 public:
     /// An exception whose message is empty.
     Exception();
-    /// Copies the text; a null pointer counts as the empty text.
+    /// Copies the message. A null pointer stands for an empty message.
     Exception(const char *message);
-    /// Copies the text.
     Exception(const std::string &message);
     ~Exception() override;
 
-    /// The message; valid as long as this object lives and is not assigned to.
+    /// Returns the message. It is valid until this object is destroyed or assigned to.
     const char *what() const noexcept override;
 
 private:

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the shared library shows to its users. Everything else is built hidden.
+/// Exports a class or a function from the shared library. All other symbols are hidden.
 #define REGISTER_EXPORT [[gnu::visibility("default")]]

@@ -1,26 +1,27 @@
 #include "filesystem/AtomicFile.h"
 
+#include "filesystem/FileRights.h"
+
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace filesystem {
 
 namespace {
 
-constexpr const char *randomPart = "XXXXXX";
+constexpr std::size_t randomLength = 6;
 
-/// How the temporary files of `path` are named, up to their random part. No name that a person
-/// would give to a copy, since leftovers of this form are removed.
-std::string temporaryPrefix(const std::string &path) {
-    return "." + std::filesystem::path(path).filename().string() + ".saving-";
+std::string randomPart() {
+    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
+    std::string part(randomLength, '\0');
+    ::getentropy(part.data(), part.size());
+    for (char &letter : part)
+        letter = letters[static_cast<unsigned char>(letter) % letters.size()];
+    return part;
 }
 
 } // namespace
@@ -29,7 +30,12 @@ AtomicFile::AtomicFile(std::string path) : _path(std::move(path)) {}
 
 AtomicFile::~AtomicFile() {
     if (!_temporary.empty())
-        ::unlink(_temporary.c_str());
+        ::unlinkat(_location.directory().number(), _temporary.c_str(), 0);
+}
+
+/// No name that a person would give to a copy, since leftovers of this form are removed.
+std::string AtomicFile::temporaryName(const FileLocation &location) {
+    return location.beside(".", ".saving-" + randomPart());
 }
 
 /// Keeps what was being done when it failed.
@@ -40,51 +46,44 @@ bool AtomicFile::check(bool done, const char *stage) {
 }
 
 bool AtomicFile::open() {
-    if (!check(followLinks(), "following the symbolic link") ||
-        !check(openDirectory(), "opening its directory"))
+    const bool found = _location.find(_path);
+    if (!check(found, _location.stage()) || !check(openDirectory(), "opening its directory"))
         return false;
     removeLeftovers();
     return check(createTemporary(), "creating a temporary file beside it") &&
-           check(takeOverAttributes(), "preparing its replacement");
+           check(checkOld() && takeOverRights(_directory, _location.name(), _file),
+                 "preparing its replacement");
 }
 
-bool AtomicFile::commit(std::string_view bytes) {
+bool AtomicFile::write(std::string_view bytes) {
     return check(posix::writeAll(_file, bytes), "writing") &&
-           check(posix::syncFile(_file), "forcing it to the disk") &&
-           check(takeName(), "putting it in its place") &&
-           check(posix::syncDirectory(_directoryFile), "forcing its directory to the disk");
+           check(posix::syncFile(_file), "forcing it to the disk");
 }
 
-bool AtomicFile::followLinks() {
-    constexpr int maxLinks = 40; // as many as Linux follows
-    std::error_code error;
-    for (int links = 0; std::filesystem::is_symlink(_path, error); ++links) {
-        if (links == maxLinks) {
-            errno = ELOOP;
-            return false;
-        }
-        const auto target = std::filesystem::read_symlink(_path, error);
-        if (error) {
-            errno = error.value();
-            return false;
-        }
-        _path = (std::filesystem::path(_path).parent_path() / target).string();
-    }
-    _directory = std::filesystem::path(_path).parent_path().string();
-    return true;
+bool AtomicFile::replace() {
+    const int directory = _location.directory().number();
+    if (!check(::renameat(directory, _temporary.c_str(), directory, _location.name().c_str()) == 0,
+               "putting it in its place"))
+        return false;
+    _temporary.clear();
+    return check(posix::syncDirectory(_directory), "forcing its directory to the disk");
 }
 
 bool AtomicFile::openDirectory() {
-    _directoryFile = posix::openForReading(_directory, O_DIRECTORY);
-    return bool(_directoryFile);
+    _directory = posix::openForReading(".", O_DIRECTORY, _location.directory().number());
+    return bool(_directory);
 }
 
 bool AtomicFile::createTemporary() {
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        std::string name = _directory + "/" + temporaryPrefix(_path) + randomPart;
-        _file = posix::Descriptor(
-            posix::retryInterrupted([&] { return ::mkostemp(name.data(), O_CLOEXEC); }));
+        std::string name = temporaryName(_location);
+        _file = posix::Descriptor(posix::retryInterrupted([&] {
+            return ::openat(_directory.number(), name.c_str(),
+                            O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        }));
+        if (!_file && errno == EEXIST)
+            continue;
         if (!_file)
             return false;
         _temporary = std::move(name);
@@ -92,7 +91,7 @@ bool AtomicFile::createTemporary() {
         // system has no locks, nobody takes anything for one.
         struct stat status = {};
         const bool taken = !posix::lock(_file) && errno == EWOULDBLOCK;
-        if (::fstat(_file.number(), &status) == -1)
+        if (!statNew(status))
             return false;
         if (!taken && status.st_nlink > 0)
             return true;
@@ -102,43 +101,34 @@ bool AtomicFile::createTemporary() {
     return false;
 }
 
-bool AtomicFile::takeOverAttributes() {
+bool AtomicFile::statNew(struct stat &status) const {
+    return ::fstat(_file.number(), &status) == 0;
+}
+
+/// Whether the old file may be replaced.
+bool AtomicFile::checkOld() {
+    const int directory = _location.directory().number();
+    const char *name = _location.name().c_str();
     struct stat old = {};
-    if (::stat(_path.c_str(), &old) == -1)
+    if (::fstatat(directory, name, &old, AT_SYMLINK_NOFOLLOW) == -1)
         return errno == ENOENT;
-    if (!S_ISREG(old.st_mode)) {
+    if (!S_ISREG(old.st_mode))
         errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
-        return false;
-    }
-    if (::faccessat(AT_FDCWD, _path.c_str(), W_OK, AT_EACCESS) == -1)
-        return false;
-    // Giving a file away is for the superuser; anyone else's new file is their own.
-    if ((old.st_uid != ::geteuid() || old.st_gid != ::getegid()) &&
-        ::fchown(_file.number(), old.st_uid, old.st_gid) == -1 && errno != EPERM)
-        return false;
-    return ::fchmod(_file.number(), old.st_mode & 07777) == 0;
+    return S_ISREG(old.st_mode) && ::faccessat(directory, name, W_OK, AT_EACCESS) == 0;
 }
 
 void AtomicFile::removeLeftovers() const {
-    const std::string prefix = temporaryPrefix(_path);
-    const std::size_t length = prefix.size() + std::char_traits<char>::length(randomPart);
+    const std::string another = temporaryName(_location);
+    const std::size_t fixedLength = another.size() - randomLength;
     std::vector<std::string> names;
-    posix::listDirectory(_directory, names);
+    posix::listDirectory(".", names, _directory.number());
     for (const std::string &name : names) {
-        if (name.size() != length || name.compare(0, prefix.size(), prefix) != 0)
+        if (name.size() != another.size() || name.compare(0, fixedLength, another, 0, fixedLength))
             continue;
-        const std::string path = _directory + "/" + name;
-        const auto file = posix::openForReading(path, O_NOFOLLOW | O_NONBLOCK);
+        const auto file = posix::openForReading(name, O_NOFOLLOW | O_NONBLOCK, _directory.number());
         if (file && posix::lock(file))
-            ::unlink(path.c_str());
+            ::unlinkat(_directory.number(), name.c_str(), 0);
     }
-}
-
-bool AtomicFile::takeName() {
-    if (::rename(_temporary.c_str(), _path.c_str()) == -1)
-        return false;
-    _temporary.clear();
-    return true;
 }
 
 } // namespace filesystem

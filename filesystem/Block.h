@@ -11,14 +11,15 @@
 
 namespace filesystem {
 
-/// The properties of one group, one behind the other, in the form of the register file: the length
-/// of the name (2 bytes) and of the value (4 bytes), the name, the value. What is removed leaves a
-/// gap, a property whose name is empty.
+/// The properties of one group, stored one after the other in the form of the register file: the
+/// length of the name (2 bytes), the length of the value (4 bytes), the name, the value. A removed
+/// property leaves a gap, which is a property with an empty name.
 ///
-/// The block of a loaded group lies in the bytes of the file, which all such blocks share. Once it
-/// has to grow it moves to an allocation of its own.
+/// The block of a loaded group uses the bytes of the file, which all such blocks share. When the
+/// block has to grow, it moves to its own allocation.
 ///
-/// Offsets stay valid until the block is replaced; views of names and values as well.
+/// Offsets stay valid until the block is replaced. Views of names and values stay valid until the
+/// block is replaced or grows.
 class Block {
 public:
     static constexpr std::size_t headerSize = 6;
@@ -29,20 +30,21 @@ public:
     /// An empty block with room for `capacity` bytes. Throws `std::bad_alloc`, and
     /// `std::length_error` above `maxSize`.
     explicit Block(std::size_t capacity);
-    /// A block that lies in a loaded file and keeps it until the block moves. Its properties lie in
-    /// the order of their names, without gaps.
+    /// A block in the bytes of a loaded file. It shares ownership of the file until it grows. Its
+    /// properties are sorted by name and have no gaps between them.
     Block(std::shared_ptr<std::string> file, std::string_view bytes, std::size_t count);
 
-    /// Moves to an allocation of `capacity` bytes, which is more than today's; offsets stay valid.
+    /// Moves to an allocation of `capacity` bytes, which must be more than before. Offsets stay
+    /// valid.
     void grow(std::size_t capacity);
 
     std::size_t count() const { return _count; }
-    /// Without the gaps.
+    /// The size in bytes, without the gaps.
     std::size_t liveSize() const { return _size - _gaps; }
     bool hasGaps() const { return _gaps > 0; }
     std::size_t capacity() const { return _capacity; }
     bool hasRoom(std::size_t size) const { return size <= _capacity - _size; }
-    /// True when the properties lie in the order of their names and without gaps.
+    /// True when the properties are sorted by name and no gaps are between them.
     bool isOrdered() const { return _gaps == 0 && _ordered == _size; }
 
     std::string_view name(std::uint32_t offset) const {
@@ -51,14 +53,14 @@ public:
     std::string_view value(std::uint32_t offset) const {
         return {bytesAt(offset) + headerSize + nameLength(offset), valueLength(offset)};
     }
-    /// The bytes of the value, to be overwritten with as many.
+    /// The bytes of the value, for overwriting with a value of the same length.
     char *valueBytes(std::uint32_t offset) {
         return _bytes + offset + headerSize + nameLength(offset);
     }
-    /// All bytes, gaps included.
+    /// All bytes, including the gaps.
     std::string_view bytes() const { return {_bytes, _size}; }
 
-    /// Calls `visit` with the offset of each property, in the order in which they lie.
+    /// Calls `visit` with the offset of each property, in the order of storage.
     template <class Visit>
     void forEach(Visit visit) const {
         for (std::uint32_t at = 0; at < _size; at += propertySize(at))
@@ -66,13 +68,14 @@ public:
                 visit(at);
     }
 
-    /// The offsets of all properties, in the order of the bytes of their names.
+    /// Returns the offsets of all properties, sorted by the bytes of their names.
     std::vector<std::uint32_t> inOrder() const;
 
-    /// Appends a property whose value is to be filled in. There must be room for it.
+    /// Appends a property and returns its offset. The caller fills in the value. The block must
+    /// have room for the property.
     std::uint32_t append(std::string_view name, std::size_t valueSize) noexcept;
     std::uint32_t append(std::string_view name, std::string_view value) noexcept;
-    /// Leaves a gap where a property was.
+    /// Replaces a property by a gap.
     void remove(std::uint32_t offset) noexcept;
 
     static std::size_t sizeOf(std::string_view name, std::size_t valueSize) {
@@ -92,14 +95,14 @@ private:
     }
 
     char *_bytes = nullptr;
-    std::unique_ptr<char[]> _own; ///< holds the bytes, unless they lie in a file
+    std::unique_ptr<char[]> _own; ///< owns the bytes, unless `_file` does
     std::shared_ptr<std::string> _file;
     std::uint32_t _size = 0;
     std::uint32_t _capacity = 0;
     std::uint32_t _gaps = 0;    ///< bytes in gaps
     std::uint32_t _count = 0;   ///< properties
-    std::uint32_t _ordered = 0; ///< bytes in front whose properties lie in order
-    std::uint32_t _last = none; ///< the last property, where all lie in order and it is known
+    std::uint32_t _ordered = 0; ///< size of the sorted part at the front
+    std::uint32_t _last = none; ///< the last property of the sorted part, if known
 };
 
 } // namespace filesystem

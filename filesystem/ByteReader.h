@@ -7,8 +7,8 @@
 
 namespace filesystem {
 
-/// Takes items off the front of bytes that nobody has checked. Each `take` returns false when the
-/// rest cannot hold the item.
+/// Reads items from the front of unchecked bytes. `take` returns false when the bytes left are too
+/// few for the item.
 class ByteReader {
 public:
     explicit ByteReader(std::string_view bytes) : _rest(bytes) {}
@@ -23,7 +23,7 @@ public:
         _rest.remove_prefix(length);
         return true;
     }
-    /// An unsigned integer, the least significant byte first.
+    /// Reads a little-endian unsigned integer.
     template <class Unsigned>
     bool take(Unsigned &value) {
         std::string_view bytes;

@@ -10,16 +10,17 @@ namespace filesystem {
 
 /// An open file: a snapshot of its bytes and a position in them.
 ///
-/// A handle for reading holds the content of the moment in which it was opened, whatever is
-/// written, replaced or removed later. A handle for writing starts empty; its bytes become the
-/// file's as one step in `commit`. It needs neither the file nor the file system that opened it
-/// to live on, so every file system can work on every handle.
+/// A handle for reading holds the content that the file had when it was opened. Later writes,
+/// replacements and removals do not affect it. A handle for writing starts empty. `commit` makes
+/// its bytes the file's content in one step. A handle does not depend on the file or on the file
+/// system that opened it, so every file system can work on every handle.
 ///
-/// Owner: whoever called `FileSystem::open`, until `FileSystem::close`, which deletes it. Deleting
-/// a handle instead of closing it drops what was written. One thread at a time.
+/// Ownership: the caller of `FileSystem::open` owns the handle until `FileSystem::close`, which
+/// deletes it. Deleting a handle instead of closing it discards what was written. Threads: one at a
+/// time.
 class REGISTER_EXPORT FileHandle {
 public:
-    /// A handle for reading `content`. `name` is what messages call the file.
+    /// A handle for reading `content`. Messages use `name` for the file.
     FileHandle(QString name, std::string content);
     virtual ~FileHandle();
     FileHandle(const FileHandle &) = delete;
@@ -28,21 +29,22 @@ public:
     const QString &name() const { return _name; }
     bool isWritable() const { return _writable; }
 
-    /// All bytes, wherever the position is; valid until the next write.
+    /// All bytes, regardless of the position. Valid until the next write.
     std::string_view bytes() const { return _bytes; }
     long size() const { return static_cast<long>(_bytes.size()); }
     long tell() const { return static_cast<long>(_position); }
 
-    /// Moves to a position from 0 to `size()`; false, and no move, for any other.
+    /// Moves to a position from 0 to `size()`. Returns false, without moving, for any other
+    /// position.
     bool seek(long position);
 
-    /// Copies up to `length` bytes and moves past them. Returns how many there were: 0 at the end,
-    /// -1 for a handle for writing or a negative length.
+    /// Copies up to `length` bytes and moves past them. Returns how many were copied: 0 at the end.
+    /// Returns -1 for a handle for writing or a negative length.
     long read(void *buffer, long length);
 
-    /// Writes at the position, over what is there and on behind it. Returns `length`, or -1 for a
-    /// handle for reading or a negative length. Throws, nothing written, `std::bad_alloc` or
-    /// `std::length_error`.
+    /// Writes at the position, overwriting, and extending the file as needed. Returns `length`, or
+    /// -1 for a handle for reading or a negative length. Throws `std::bad_alloc` or
+    /// `std::length_error`, with nothing written.
     long write(const void *buffer, long length);
 
 protected:
@@ -51,9 +53,8 @@ protected:
     /// A handle for writing, empty.
     explicit FileHandle(QString name);
 
-    /// Makes the bytes written the file's content, once, at the end. Returns false when that
-    /// failed, and the file then is what it was. A handle for reading has nothing to do and returns
-    /// true.
+    /// Makes the bytes written the file's content. Called once, at the end. Returns false on
+    /// failure; the file is then unchanged. A handle for reading does nothing and returns true.
     virtual bool commit();
 
     QString _name;

@@ -6,7 +6,7 @@
 namespace filesystem {
 
 void Index::reserve(std::size_t more) {
-    const std::size_t needed = (_count + more) * 10 / 7 + 1; // at most seven tenths are in use
+    const std::size_t needed = (_count + more) * 10 / 7 + 1; // at most 70 % are used
     if (needed <= _capacity)
         return;
     Index larger;
@@ -18,7 +18,8 @@ void Index::reserve(std::size_t more) {
     *this = std::move(larger);
 }
 
-/// Takes the place of the first slot that is nearer to its home, which then looks for another.
+/// Takes the first slot whose entry is nearer to its home. That entry is then inserted again
+/// further on.
 void Index::insert(Slot slot) noexcept {
     std::size_t distance = 0;
     std::size_t at = home(slot.hash);

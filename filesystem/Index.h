@@ -6,12 +6,12 @@
 
 namespace filesystem {
 
-/// Finds what a tree holds by the hash of its path: a hash table with open addressing and linear
-/// probing.
+/// Finds the groups and properties of a tree by the hash of their path. A hash table with open
+/// addressing and linear probing.
 ///
-/// Each slot keeps its hash, so growth and removal look at no name. Slots lie in the order of their
-/// homes ("Robin Hood hashing"), so a search for what is not there stops early, and removal moves
-/// back what follows; there are no tombstones.
+/// Each slot stores its hash, so growth and removal read no names. Slots are ordered by their homes
+/// ("Robin Hood hashing"). Therefore a search for a missing entry ends early, and a removal moves
+/// the following slots back. There are no tombstones.
 class Index {
 public:
     static constexpr std::uint32_t none = UINT32_MAX;
@@ -19,14 +19,14 @@ public:
     struct Slot {
         std::uint32_t hash;
         std::uint32_t group = none;  ///< `none` in a free slot
-        std::uint32_t offset = none; ///< of a property in its group; `none` for the group itself
+        std::uint32_t offset = none; ///< of a property in its group's block; `none` for a group
 
         bool isFree() const { return group == none; }
         bool isGroup() const { return offset == none; }
     };
 
-    /// The first slot with this hash that `matches` accepts, or null. Valid until the next
-    /// `reserve`, `insert` or `erase`.
+    /// Returns the first slot with this hash that `matches` accepts, or null. The slot is valid
+    /// until the next `reserve`, `insert` or `erase`.
     template <class Matches>
     Slot *find(std::uint32_t hash, Matches matches) const {
         if (_capacity == 0)
@@ -41,8 +41,8 @@ public:
         return nullptr;
     }
 
-    /// Makes room for `more` insertions, which then cannot fail. Throws `std::bad_alloc`, nothing
-    /// changed.
+    /// Makes room for `more` insertions, which then cannot fail. Throws `std::bad_alloc`, with
+    /// nothing changed.
     void reserve(std::size_t more);
     void insert(Slot slot) noexcept;
     void erase(Slot *slot) noexcept;
@@ -52,7 +52,7 @@ private:
         return static_cast<std::size_t>(std::uint64_t{hash} * _capacity >> 32);
     }
     std::size_t next(std::size_t at) const { return at + 1 == _capacity ? 0 : at + 1; }
-    /// How far a slot in use lies behind its home.
+    /// The distance of a used slot from its home.
     std::size_t distanceAt(std::size_t at) const {
         const std::size_t start = home(_slots[at].hash);
         return at >= start ? at - start : at + _capacity - start;

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-/// Unsigned integers as bytes, the least significant first.
+/// Unsigned integers as little-endian bytes.
 namespace filesystem::littleEndian {
 
 constexpr bool isHostOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;

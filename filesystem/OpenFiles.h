@@ -11,9 +11,10 @@ namespace filesystem {
 
 class Tree;
 
-/// A file of a tree that is open for writing. Its handle shares it; the tree may go first.
+/// A file of a tree that is open for writing. Its handle shares ownership of this object and may
+/// outlive the tree.
 struct OpenFile {
-    Tree *tree; ///< null once the file has been removed
+    Tree *tree; ///< null once the file has been removed or the tree destroyed
     std::string top;
     std::string name; ///< in normal form
 };
@@ -26,9 +27,10 @@ public:
     OpenFiles(const OpenFiles &) = delete;
     OpenFiles &operator=(const OpenFiles &) = delete;
 
-    /// Keeps `file` until its handle drops it.
+    /// Registers `file` until its handle releases it.
     void add(const std::shared_ptr<OpenFile> &file);
-    /// Detaches the file at a path, and all files below it; all there are for an empty path.
+    /// Sets `tree` to null in the file at a path and in all files below it. An empty path stands
+    /// for all files.
     void detach(std::string_view top, std::string_view name) noexcept;
 
 private:

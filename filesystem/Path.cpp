@@ -17,15 +17,16 @@ namespace {
 
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
 
-/// The high bit of each byte that is a "/".
+/// Returns a word with the high bit of each byte set that is a "/" in `word`.
 std::uint64_t slashesIn(std::uint64_t word) {
     constexpr std::uint64_t ones = 0x0101010101010101, lows = 0x7F7F7F7F7F7F7F7F;
     const std::uint64_t differences = word ^ (ones * '/');
     return ~(((differences & lows) + lows) | differences | lows);
 }
 
-/// Calls `test` with words of eight bytes that cover the text, each `step` bytes behind the last. A
-/// shorter text is one word with zeros.
+/// Calls `test` with words of eight bytes that cover the text. Each word starts `step` bytes after
+/// the one before it; the last word ends where the text ends. A text shorter than a word becomes
+/// one word, padded with zeros.
 template <class Test>
 void forEachWord(std::string_view text, std::size_t step, Test test) {
     const char *end = text.data() + text.size();
@@ -41,7 +42,7 @@ void forEachWord(std::string_view text, std::size_t step, Test test) {
 }
 
 std::uint64_t randomSeed() {
-    std::uint64_t bytes = reinterpret_cast<std::uintptr_t>(&bytes); // where there is nothing better
+    std::uint64_t bytes = reinterpret_cast<std::uintptr_t>(&bytes); // if getrandom fails
     (void)!::getrandom(&bytes, sizeof bytes, GRND_NONBLOCK);
     return bytes;
 }
@@ -89,7 +90,8 @@ std::uint64_t hashOf(std::string_view text) {
     return XXH3_64bits_withSeed(text.data(), text.size(), seed);
 }
 
-// The two halves differ, so "a/b" and "b/a" do not collide.
+// The first level uses one half of the hash, the levels below it the other half. Therefore "a/b"
+// and "b/a" do not collide.
 Top::Top(std::string_view name) : name(name), hash(static_cast<std::uint32_t>(hashOf(name))) {}
 Name::Name(std::string_view text)
     : text(text), hash(static_cast<std::uint32_t>(hashOf(text) >> 32)) {}
@@ -97,7 +99,7 @@ Name::Name(std::string_view text)
 bool Name::isNormal() const {
     if (text.empty())
         return true;
-    std::uint64_t pairs = 0; // words overlap, so that no pair lies in two of them
+    std::uint64_t pairs = 0; // words overlap, so no pair is split between two
     forEachWord(text, wordSize - 1, [&](std::uint64_t word) {
         const std::uint64_t slashes = slashesIn(word);
         pairs |= slashes & slashes << 8;

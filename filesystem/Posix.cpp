@@ -3,7 +3,7 @@
 #include <memory>
 
 #include <dirent.h>
-#include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,13 +34,20 @@ Descriptor::~Descriptor() {
     errno = reason;
 }
 
-Descriptor openForReading(const std::string &path, int flags) {
-    return Descriptor(
-        retryInterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | flags); }));
+CancellationBlock::CancellationBlock() {
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_state);
 }
 
-bool readAll(const std::string &path, std::size_t limit, std::string &content) {
-    const Descriptor file = openForReading(path, O_NONBLOCK); // a pipe must not wait for a writer
+CancellationBlock::~CancellationBlock() {
+    ::pthread_setcancelstate(_state, nullptr);
+}
+
+Descriptor openForReading(const std::string &path, int flags, int directory) {
+    return Descriptor(retryInterrupted(
+        [&] { return ::openat(directory, path.c_str(), O_RDONLY | O_CLOEXEC | flags); }));
+}
+
+bool readAll(const Descriptor &file, std::size_t limit, std::string &content) {
     struct stat status = {};
     if (!file || ::fstat(file.number(), &status) == -1 || !isReadable(status, limit))
         return false;
@@ -90,13 +97,15 @@ bool lock(const Descriptor &file) {
     return retryInterrupted([&] { return ::flock(file.number(), LOCK_EX | LOCK_NB); }) == 0;
 }
 
-bool listDirectory(const std::string &path, std::vector<std::string> &names) {
+bool listDirectory(const std::string &path, std::vector<std::string> &names, int from) {
     struct Close {
         void operator()(DIR *directory) const { ::closedir(directory); }
     };
-    const std::unique_ptr<DIR, Close> directory(::opendir(path.c_str()));
+    Descriptor file = openForReading(path, O_DIRECTORY, from);
+    const std::unique_ptr<DIR, Close> directory(file ? ::fdopendir(file.number()) : nullptr);
     if (!directory)
         return false;
+    file.release(); // `closedir` closes it
     for (errno = 0; const dirent *entry = ::readdir(directory.get()); errno = 0) {
         const std::string name = entry->d_name;
         if (name != "." && name != "..")

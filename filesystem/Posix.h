@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/types.h>
 
 /// The system calls that work on disk, each once. Whatever fails says why with `errno`.
@@ -39,16 +40,33 @@ public:
 
     explicit operator bool() const { return _number != -1; }
     int number() const { return _number; }
+    /// Leaves the closing to the caller.
+    void release() { _number = -1; }
 
 private:
     int _number = -1;
 };
 
-/// Opens a file or a directory for reading; `flags` go to the system beside those that this needs.
-Descriptor openForReading(const std::string &path, int flags);
+/// While it exists, a request to cancel the thread waits. (Most calls here would be ended by one,
+/// by an exception that must not leave a destructor and that no other step may swallow.)
+class CancellationBlock {
+public:
+    CancellationBlock();
+    ~CancellationBlock();
+    CancellationBlock(const CancellationBlock &) = delete;
+    CancellationBlock &operator=(const CancellationBlock &) = delete;
 
-/// Reads a whole file. False also when it is not a regular one or is larger than `limit`.
-bool readAll(const std::string &path, std::size_t limit, std::string &content);
+private:
+    int _state = 0;
+};
+
+/// Opens a file or a directory for reading; `flags` are added to those that this needs. A relative
+/// path starts at `directory`.
+Descriptor openForReading(const std::string &path, int flags, int directory = AT_FDCWD);
+
+/// Reads a whole file, which was opened with `O_NONBLOCK` (a pipe must not wait for a writer).
+/// False also when it is not a regular one or is larger than `limit` (`EFBIG`).
+bool readAll(const Descriptor &file, std::size_t limit, std::string &content);
 
 bool writeAll(const Descriptor &file, std::string_view bytes);
 
@@ -64,9 +82,10 @@ bool syncDirectory(const Descriptor &directory);
 bool lock(const Descriptor &file);
 
 /// Appends the names in a directory, without "." and "..", in no order. False when it cannot be
-/// read to its end. (The iterator of the standard library would do, but it ends the process when
-/// memory runs out.)
-bool listDirectory(const std::string &path, std::vector<std::string> &names);
+/// read to its end. A relative path starts at `directory`. (The iterator of the standard library
+/// would do, but it ends the process when memory runs out.)
+bool listDirectory(const std::string &path, std::vector<std::string> &names,
+                   int directory = AT_FDCWD);
 
 /// Creates a directory and its missing parents, and forces the name of each to the disk, where the
 /// directory that holds it may be read.

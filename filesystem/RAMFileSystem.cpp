@@ -15,12 +15,12 @@ namespace {
 /// A path of the tree: its first level and the levels below it, in normal form.
 class TreePath {
 public:
-    /// A path that has no UTF-8 form becomes one at which nothing can be.
+    /// A path that has no UTF-8 form becomes one under which nothing can exist.
     explicit TreePath(const QString &path)
         : TreePath(path.isValidUtf16() ? path.toStdString() : std::string("..")) {}
 
     bool isRoot() const { return _normal.empty(); }
-    /// It ends in "/".
+    /// True when the path ends in "/".
     bool namesDirectoryOnly() const { return _namesDirectoryOnly; }
     std::string_view top() const { return std::string_view(_normal).substr(0, _normal.find('/')); }
     Name name() const {
@@ -43,7 +43,7 @@ Tree::Entry find(Tree &tree, const TreePath &path) {
     return entry.isProperty() && path.namesDirectoryOnly() ? Tree::Entry() : entry;
 }
 
-/// What was written replaces the file's bytes in one step, if the file is still in its tree.
+/// Its bytes replace the file's bytes in one step, if the file is still in its tree.
 class MemoryWriter : public FileHandle {
 public:
     MemoryWriter(const QString &path, std::shared_ptr<const OpenFile> file)
@@ -153,24 +153,17 @@ bool RAMFileSystem::serialize(const QString &path, FileHandle &handle) const {
 }
 
 bool RAMFileSystem::unserialize(const QString &path, FileHandle &handle) {
-    if (handle.isWritable())
+    const Tree::Entry directory = find(*_tree, TreePath(path));
+    if (!directory.isGroup() || handle.isWritable())
         return false;
     const auto position = static_cast<std::size_t>(handle.tell());
-    if (!replaceContent(path, std::string(handle.bytes().substr(position)), handle.name()))
-        return false;
-    handle.seek(handle.size());
-    return true;
-}
-
-bool RAMFileSystem::replaceContent(const QString &path, std::string bytes, const QString &file) {
-    const Tree::Entry directory = find(*_tree, TreePath(path));
-    if (!directory.isGroup())
-        return false;
     try {
-        registerFormat::decode(std::move(bytes), *_tree, directory.group);
+        registerFormat::decode(std::string(handle.bytes().substr(position)), *_tree,
+                               directory.group);
     } catch (const utils::Exception &error) {
-        throw utils::Exception(file.toStdString() + ": " + error.what());
+        throw utils::Exception(handle.name().toStdString() + ": " + error.what());
     }
+    handle.seek(handle.size());
     return true;
 }
 

@@ -9,12 +9,12 @@ namespace filesystem {
 
 class Tree;
 
-/// A file system in memory; a new one holds only the root directory. A file or a directory is found
-/// by one hash of its path, whatever the number of levels and of files.
+/// A file system in memory. A new one contains only the root directory. One hash of the path finds
+/// a file or a directory, whatever the number of levels and of files.
 ///
 /// A path has at most 512 levels and 4096 bytes of UTF-8, a component at most 255 UTF-16 code
-/// units; nothing can be created beyond. The files of one directory hold at most 4 GiB, their names
-/// included; what would exceed that fails with `std::length_error`.
+/// units. Nothing can be created beyond these limits. The files of one directory hold at most 4
+/// GiB, including their names. A call that would exceed this limit throws `std::length_error`.
 class REGISTER_EXPORT RAMFileSystem : public FileSystem {
 public:
     RAMFileSystem();
@@ -28,7 +28,7 @@ public:
     bool mkdir(const QString &path) override;
     bool open(const QString &path, FileHandle **handle, FileSystemMode mode) override;
 
-    // Memory holds no modules that the system could load: null, false and null.
+    // Files in memory cannot be loaded as modules. These return null, false and null.
     void *loadModule(const QString &path) override;
     bool unloadModule(void *module) override;
     void *getSymbolAddress(void *module, const QString &symbol) override;
@@ -39,13 +39,11 @@ public:
     bool serialize(FileHandle &handle) const override;
     bool unserialize(FileHandle &handle) override;
     bool serialize(const QString &path, FileHandle &handle) const override;
-    /// Replaces what the directory at the path held.
+    /// Replaces the content of the directory at the path.
     bool unserialize(const QString &path, FileHandle &handle) override;
 
 protected:
-    /// `unserialize` of bytes that the tree may keep. `file` is what messages call them.
-    bool replaceContent(const QString &path, std::string bytes, const QString &file);
-    /// For derived classes that work on the tree itself.
+    /// For derived classes that use the tree directly.
     Tree &tree() const { return *_tree; }
 
 private:

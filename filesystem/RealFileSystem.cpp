@@ -16,6 +16,7 @@
 #include <vector>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace filesystem {
@@ -127,6 +128,7 @@ bool RealFileSystem::mkdir(const QString &path) {
 }
 
 bool RealFileSystem::open(const QString &path, FileHandle **handle, FileSystemMode mode) {
+    const posix::CancellationBlock block;
     _error.clear();
     if (mode == ReadMode)
         return openForReading(path, handle);
@@ -143,47 +145,33 @@ bool RealFileSystem::fail(const std::string &path, const char *stage) {
 bool RealFileSystem::openForReading(const QString &path, FileHandle **handle) {
     const std::string target = toSystemPath(path);
     std::string content;
-    if (!posix::readAll(target, registerFormat::maxFileSize, content))
+    const auto file =
+        posix::openForReading(target, O_NONBLOCK); // a pipe must not wait for a writer
+    if (!posix::readAll(file, registerFormat::maxFileSize, content))
         return fail(target, "reading");
     *handle = new FileHandle(QString::fromStdString(target), std::move(content));
     return true;
 }
 
-/// A file that is ready to be committed; null when that failed, and then `error` says why.
-std::unique_ptr<AtomicFile> RealFileSystem::startReplacing(const QString &path) {
+bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
     const std::string target = toSystemPath(path);
     if (target.empty() || target.back() == '/') {
         _error = _root.isEmpty() ? "There is no directory to write in."
                                  : (_root + QLatin1Char('/') + path).toStdString() +
                                        ": no file can have this name";
-        return nullptr;
-    }
-    auto file = std::make_unique<AtomicFile>(target);
-    if (!posix::makePath(toSystemPath(QString()), privateDirectory))
-        fail(_root.toStdString(), "creating the directory");
-    else if (!file->open())
-        fail(file->path(), file->stage());
-    else
-        return file;
-    return nullptr;
-}
-
-bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
-    auto file = startReplacing(path);
-    if (!file)
         return false;
-    const QString name = QString::fromStdString(toSystemPath(path));
-    *handle = new DiskWriter(name, std::move(file));
+    }
+    if (!posix::makePath(toSystemPath(QString()), privateDirectory))
+        return fail(_root.toStdString(), "creating the directory");
+    auto file = std::make_unique<AtomicFile>(target);
+    if (!file->open())
+        return fail(file->path(), file->stage());
+    *handle = new DiskWriter(QString::fromStdString(target), std::move(file));
     return true;
 }
 
-bool RealFileSystem::replace(const QString &path, std::string_view content) {
-    _error.clear();
-    const auto file = startReplacing(path);
-    return file && (file->commit(content) || fail(file->path(), file->stage()));
-}
-
 bool RealFileSystem::close(FileHandle *handle) {
+    const posix::CancellationBlock block;
     _error.clear();
     const std::unique_ptr<FileHandle> owned(handle);
     if (handle && commit(*handle))

@@ -2,13 +2,9 @@
 
 #include "filesystem/FileSystem.h"
 
-#include <memory>
 #include <string>
-#include <string_view>
 
 namespace filesystem {
-
-class AtomicFile;
 
 /// A file system on disk, below a root directory. Paths are relative to that root, with or without
 /// a leading "/"; symbolic links are followed, also out of the root.
@@ -37,8 +33,6 @@ public:
     /// not write does not open.
     bool open(const QString &path, FileHandle **handle, FileSystemMode mode) override;
     bool close(FileHandle *handle) override;
-    /// What opening in `WriteMode`, writing `content` and closing do, without a copy of `content`.
-    bool replace(const QString &path, std::string_view content);
 
     void *loadModule(const QString &path) override;
     bool unloadModule(void *module) override;
@@ -55,14 +49,13 @@ public:
     /// disk that fills up leaves a part of it.
     bool unserialize(const QString &path, FileHandle &handle) override;
 
-    /// Why the last `open`, `close` or `replace` of this object failed: the file, what was being
-    /// done and what the system said. Empty when it succeeded.
+    /// Why the last `open` or `close` of this object failed: the file, what was being done and what
+    /// the system said. Empty when it succeeded.
     const std::string &error() const { return _error; }
 
 private:
     bool openForReading(const QString &path, FileHandle **handle);
     bool openForWriting(const QString &path, FileHandle **handle);
-    std::unique_ptr<AtomicFile> startReplacing(const QString &path);
     bool fail(const std::string &path, const char *stage);
     std::string toSystemPath(const QString &path) const;
 

@@ -19,7 +19,7 @@ namespace {
 using littleEndian::get;
 using littleEndian::put;
 
-// As in PNG: a first byte that is no ASCII, and line ends that a copy in text mode would change.
+// As in PNG: the first byte is not ASCII, and a copy in text mode would change the line ends.
 constexpr std::string_view magic("\x8BREG\r\n\x1A\n", 8);
 constexpr std::uint32_t version = 1;
 
@@ -30,7 +30,7 @@ constexpr std::size_t payloadLengthAt = 16;
 constexpr std::size_t checksumAt = 24;
 constexpr std::size_t headerLength = 32;
 
-/// What stands in front of a group's name.
+/// The fields in front of a group's name.
 struct GroupHeader {
     std::uint16_t nameLength = 0;
     std::uint32_t properties = 0;
@@ -85,7 +85,7 @@ bool takeProperty(ByteReader &reader, std::string_view &name) {
            reader.take(valueLength, value);
 }
 
-/// The groups in a payload, up to the first that is cut short. Nothing else is checked.
+/// Counts the groups in a payload, up to the first one that is cut short. Checks nothing else.
 std::size_t countGroups(std::string_view payload) {
     ByteReader reader(payload);
     GroupRecord group;
@@ -95,7 +95,7 @@ std::size_t countGroups(std::string_view payload) {
     return count;
 }
 
-/// Checks the structure of a payload and builds its groups beside the tree.
+/// Checks the structure of a payload and builds its groups outside of the tree.
 class Decoder {
 public:
     Decoder(std::shared_ptr<std::string> file, std::string_view payload, Tree &tree,
@@ -117,14 +117,14 @@ public:
     }
 
 private:
-    /// A group whose own groups are being read.
+    /// A group whose subgroups are being read.
     struct OpenGroup {
         Tree::GroupId id;
         std::uint32_t groupsLeft;
         Tree::PathSize path;
-        std::string_view previous; ///< the name of the last group read in it
-        ByteReader properties;     ///< not yet compared with the names of its groups
-        std::string_view property; ///< the name of the property taken last
+        std::string_view previous; ///< the name of the last subgroup read
+        ByteReader properties;     ///< not yet compared with the names of subgroups
+        std::string_view property; ///< the name of the last property compared
     };
 
     void readGroup();
@@ -169,7 +169,8 @@ void Decoder::readGroup() {
     _open.push_back({id, group.header.groups, path, {}, ByteReader(group.properties), {}});
 }
 
-/// The name of a group: groups come in order, and none has the name of a property beside it.
+/// Checks the name of a group. It must be valid, come after the name of the group before it, and
+/// differ from the names of its parent's properties.
 void Decoder::checkName(OpenGroup &parent, std::string_view name, const char *at) const {
     if (!isValidComponent(name))
         fail("a name is not allowed", at);
@@ -200,7 +201,12 @@ void Decoder::checkProperties(const GroupRecord &group, const Tree::PathSize &pa
         fail("the number of properties is wrong", group.properties.data());
 }
 
-/// The header, the length and the checksum.
+} // namespace
+
+std::string_view headerOf(std::string_view file) {
+    return file.substr(0, headerLength);
+}
+
 void checkHeader(std::string_view file) {
     if (file.size() > maxFileSize)
         throw utils::Exception("The register file is larger than 256 MiB.");
@@ -226,8 +232,6 @@ void checkHeader(std::string_view file) {
         throw utils::Exception("The register file uses features that this library does not know.");
 }
 
-} // namespace
-
 std::string encode(Tree &tree, Tree::GroupId top) {
     std::size_t size = headerLength;
     for (Tree::GroupId id = top; id != Tree::none; id = tree.next(id, top)) {
@@ -243,7 +247,7 @@ std::string encode(Tree &tree, Tree::GroupId top) {
     append<std::uint32_t>(file, version);
     append<std::uint32_t>(file, 0); // flags
     append<std::uint64_t>(file, size - headerLength);
-    append<std::uint64_t>(file, 0); // for the checksum
+    append<std::uint64_t>(file, 0); // checksum, set below
     for (Tree::GroupId id = top; id != Tree::none; id = tree.next(id, top))
         appendGroup(file, tree, id, id == top ? std::string_view() : tree.name(id));
     put(&file[checksumAt], checksum(file));

@@ -6,22 +6,31 @@
 #include <string>
 #include <string_view>
 
-/// The bytes of a register file, version 1; docs/file-format.md describes them.
+/// The format of a register file, version 1. docs/file-format.md describes it.
 namespace filesystem::registerFormat {
 
 /// The largest file that is written or read: 256 MiB. A file is read into memory before it can be
 /// checked, so this bounds the memory that a hostile file can cost.
 constexpr std::size_t maxFileSize = std::size_t{256} << 20;
 
-/// The bytes of all that is in a group. Throws `utils::Exception` when they are more than
+/// The part of a whole file that tells it from any other: the header, with the length and the
+/// checksum of the content.
+std::string_view headerOf(std::string_view file);
+
+/// Throws `utils::Exception` unless the bytes have the header of this version, with the length and
+/// the checksum of what follows. `decode` checks more.
+void checkHeader(std::string_view file);
+
+/// Returns the bytes of the content of a group. Throws `utils::Exception` when they exceed
 /// `maxFileSize`.
 std::string encode(Tree &tree, Tree::GroupId group);
 
-/// Replaces all that is in a group by what `encode` wrote. No bytes at all stand for an empty
-/// group. The tree keeps the bytes as long as properties lie in them. Throws `utils::Exception` for
-/// anything but a whole and intact file; the tree is unchanged then. The header, the length and the
-/// checksum are checked first; every length, name, order and depth is checked before the tree
-/// changes.
+/// Replaces the content of a group by the content that `encode` wrote. No bytes at all stand for an
+/// empty group. The tree keeps the bytes as long as properties lie in them.
+///
+/// Throws `utils::Exception` for a file that is not complete and intact; the tree is then
+/// unchanged. Checks the header, the length and the checksum first. Checks every length, name,
+/// order and depth before the tree changes.
 void decode(std::string file, Tree &tree, Tree::GroupId group);
 
 } // namespace filesystem::registerFormat

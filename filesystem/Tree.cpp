@@ -11,13 +11,13 @@ namespace filesystem {
 
 namespace {
 
-/// The capacity of a block that must hold `size` bytes now and will hold more.
+/// Returns the capacity for a block that must hold `size` bytes now and may grow later.
 std::size_t grown(std::size_t size) {
     constexpr std::size_t smallest = 64;
     return std::max({size, std::min(size + size / 4, Block::maxSize), smallest});
 }
 
-/// Compares two short texts of equal length without the cost of a call.
+/// Compares two texts of equal length. Avoids a function call for short ones.
 inline bool areEqual(const char *a, const char *b, std::size_t length) {
     using littleEndian::get;
     if (length > 32)
@@ -41,8 +41,8 @@ inline bool areEqual(const char *a, const char *b, std::size_t length) {
     return true;
 }
 
-/// Takes a component off the end of a path, with the "/" before it; false when the path ends in
-/// another.
+/// Removes a component and the "/" before it from the end of a path. Returns false, with the path
+/// unchanged, when the path does not end in that component.
 inline bool takeBack(std::string_view &path, std::string_view component) {
     if (component.size() > path.size())
         return false;
@@ -95,7 +95,7 @@ inline bool Tree::matches(const Index::Slot &slot, const Top &top, std::string_v
     return takeBack(rest, leaf) && isAt(slot.group, top, rest);
 }
 
-/// The slot of a name in normal form.
+/// Returns the slot of a name in normal form, or null.
 inline Index::Slot *Tree::lookUp(const Top &top, const Name &name) {
     const auto search = [&] {
         return _index.find(pathHash(top, name),
@@ -105,7 +105,8 @@ inline Index::Slot *Tree::lookUp(const Top &top, const Name &name) {
     return slot || _unindexed == 0 || !indexGroupAbove(top, name) ? slot : search();
 }
 
-/// True when the properties of the group that would hold `name` have just entered the index.
+/// Adds the properties of the group that would hold `name` to the index. Returns false when there
+/// is no such group or its properties are in the index already.
 bool Tree::indexGroupAbove(const Top &top, const Name &name) {
     GroupId group = root;
     if (!name.text.empty()) {
@@ -209,7 +210,7 @@ void Tree::makeRoom(GroupId id, std::size_t size) {
         block.grow(capacity);
 }
 
-/// Puts the properties of a group into a new block, in order, except the one at `without`.
+/// Moves the properties of a group into a new block, sorted by name, except the one at `without`.
 void Tree::rewrite(GroupId id, std::size_t capacity, std::uint32_t without) {
     Group &group = _groups[id];
     Block fresh(capacity);
@@ -217,7 +218,8 @@ void Tree::rewrite(GroupId id, std::size_t capacity, std::uint32_t without) {
     offsets.erase(std::remove(offsets.begin(), offsets.end(), without), offsets.end());
     std::vector<Index::Slot *> slots;
     if (group.isIndexed) {
-        // All are found before one of them changes: offsets tell equal hashes apart.
+        // Finds all slots before it changes any of them, because only the offsets distinguish slots
+        // with equal hashes.
         slots.reserve(offsets.size());
         Prefix prefix(*this, id);
         for (const std::uint32_t offset : offsets)
@@ -235,7 +237,7 @@ void Tree::rewrite(GroupId id, std::size_t capacity, std::uint32_t without) {
     group.block = std::move(fresh);
 }
 
-/// The bytes of a property, once it has `size` of them.
+/// Changes the size of a property and returns its bytes.
 char *Tree::resize(Index::Slot &slot, const Top &top, const Name &name, std::size_t size) {
     Block &block = _groups[slot.group].block;
     const std::size_t oldSize = block.value(slot.offset).size();
@@ -252,8 +254,8 @@ char *Tree::resize(Index::Slot &slot, const Top &top, const Name &name, std::siz
 
 // Changes
 
-/// The groups that a path lacks, made beside the tree. They are freed unless they are moved into
-/// it.
+/// The missing groups of a path, built outside of the tree. The destructor frees them, unless they
+/// have been moved into the tree.
 class Tree::NewGroups {
 public:
     explicit NewGroups(Tree &tree) : _tree(tree) {}
@@ -264,10 +266,11 @@ public:
     NewGroups(const NewGroups &) = delete;
     NewGroups &operator=(const NewGroups &) = delete;
 
-    /// Makes what is missing above the end of a path in normal form, and the end if it is a group.
-    /// False when the end exists, a property is above it, or a level is not allowed.
+    /// Builds the missing groups above the end of a path in normal form, and the end itself if it
+    /// is a group. Returns false when the end exists, a level above it is a property, or a level is
+    /// not allowed.
     bool make(const Top &top, std::string_view text, bool endIsGroup);
-    /// The lowest group of the path.
+    /// The lowest group of the path, existing or new.
     GroupId lowest() const { return _groups.empty() ? _parent : _groups.back().id; }
     void moveIntoTree() noexcept;
 
@@ -398,7 +401,7 @@ bool Tree::remove(const Top &top, const Name &name) {
 
 // Groups
 
-/// A group with the path that it will have in `parent`.
+/// Creates a group with the path that it will have in `parent`. Does not attach it.
 Tree::GroupId Tree::newGroup(std::string_view name, GroupId parent) {
     constexpr std::size_t shortPath = 47;
     const Group &above = _groups[parent];
@@ -427,15 +430,15 @@ Tree::GroupId Tree::store(Group &&group) {
     return id;
 }
 
-/// Grows by a quarter at least: a series of calls stays linear, and the records of a large file are
-/// not doubled.
+/// Grows by at least a quarter, so that a series of calls stays linear. Does not double the records
+/// of a large file.
 void Tree::reserveGroups(std::size_t more) {
     const std::size_t needed = _groups.size() + more - std::min(more, _freeCount);
     if (needed > _groups.capacity())
         _groups.reserve(std::max(needed, _groups.capacity() * 5 / 4));
 }
 
-/// The parent must have room for one more.
+/// The parent must have room for one more group.
 void Tree::attach(GroupId id, GroupId parent) noexcept {
     std::vector<GroupId> &siblings = _groups[parent].groups;
     if (!siblings.empty() && _groups[siblings.back()].name() > _groups[id].name())
@@ -456,7 +459,7 @@ void Tree::detach(GroupId id) noexcept {
     parent.groups.pop_back();
 }
 
-/// Frees all that is in a group.
+/// Removes the content of a group from the tree and the index, and frees it.
 void Tree::removeContent(GroupId top) noexcept {
     const auto erase = [this](std::uint32_t hash, GroupId group, std::uint32_t offset) {
         _index.erase(_index.find(hash, [=](const Index::Slot &slot) {
@@ -483,7 +486,7 @@ void Tree::removeContent(GroupId top) noexcept {
         --_unindexed;
 }
 
-/// Frees groups that are not in the tree, the lowest first.
+/// Frees a group that is not in the tree, and the groups below it, the lowest first.
 void Tree::free(GroupId top) noexcept {
     for (GroupId id = top;;) {
         if (!_groups[id].groups.empty()) {

@@ -13,32 +13,34 @@
 
 namespace filesystem {
 
-/// The tree in memory. `RAMFileSystem` is its face for `QString`; the register uses it directly, so
-/// that a read or a write converts and copies nothing.
+/// The tree in memory. `RAMFileSystem` gives access to it by `QString`. The register uses it
+/// directly, so a read or a write converts and copies nothing.
 ///
 /// A group is a small record; its properties lie in one `Block`. One `Index` finds both by the hash
-/// of their whole path, so a lookup costs no walk from level to level; the hit is then compared
-/// with the path, from the leaf up. The properties of a loaded group enter the index when something
-/// is first looked for in that group.
+/// of their whole path, so a lookup does not walk from level to level. The entry found is compared
+/// with the path, from the leaf up. The properties of a loaded group enter the index at the first
+/// search in that group.
 ///
-/// Names are given as the first level (`Top`, one component) and the levels below it (`Name`), in
-/// any spelling; the tree stores them in normal form.
+/// A path is passed as its first level (`Top`, one component) and the levels below it (`Name`), in
+/// any spelling. The tree stores names in normal form.
 ///
-/// `place`, `addGroup`, `remove` and `Builder::moveIntoTree` change the tree, and each calls
-/// `changed` when it does. A call that throws has changed nothing; memory is reserved before
-/// anything changes. Lookups may add to the index, and `sort` and `members` move properties, so
-/// they are not for several threads at once. Nothing here recurses.
+/// `place`, `addGroup`, `remove` and `Builder::moveIntoTree` change the tree. Each calls `changed`
+/// when it does. A call that throws has changed nothing: it reserves memory before it changes
+/// anything.
+///
+/// Threads: one at a time, also for lookups. A lookup may add to the index; `sort` and `members`
+/// move properties. No function here recurses.
 class Tree {
 public:
     using GroupId = std::uint32_t;
     static constexpr GroupId none = Index::none;
     static constexpr GroupId root = 0;
 
-    /// What is at a path: nothing, a group, or a property. Valid until the tree changes.
+    /// What a path denotes: nothing, a group or a property. Valid until the tree changes.
     struct Entry {
         GroupId group = none; ///< the group itself, or the one that holds the property
         std::uint32_t offset = Index::none; ///< of a property in its group's block
-        std::uint32_t top = 0;              ///< which of the first levels it was found below
+        std::uint32_t top = 0;              ///< index of the first level that it was found below
 
         explicit operator bool() const { return group != none; }
         bool isGroup() const { return group != none && offset == Index::none; }
@@ -47,68 +49,69 @@ public:
 
     Tree();
 
-    /// Keeps the entries of equal names below these first levels side by side in the index, so that
-    /// looking a name up below all of them costs little more than below one. Their hashes must be
-    /// different small numbers, the tree must still be empty, and the array must outlive it.
+    /// Keeps the entries of equal names below these first levels side by side in the index. Looking
+    /// a name up below all of them then costs little more than below one. The hashes of the first
+    /// levels must be different small numbers. The tree must still be empty. The array must outlive
+    /// the tree.
     void keepTogether(const Top *first, const Top *last);
-    /// A first level as this tree hashes it.
+    /// Returns a first level with the hash that this tree uses.
     Top top(std::string_view name) const;
 
     Entry find(const Top &top, const Name &name) { return findFirst(&top, &top + 1, name); }
-    /// The same below several first levels; the first of them that holds the name wins.
+    /// Searches below several first levels, in their order. Returns the first entry found.
     Entry findFirst(const Top *first, const Top *last, const Name &name);
     /// The bytes of a property.
     std::string_view value(const Entry &property) const {
         return _groups[property.group].block.value(property.offset);
     }
 
-    /// Makes a property hold `size` bytes and returns them, to be filled in at once. The property
-    /// and the groups above it are created where they are missing. Null, and nothing changed, when
-    /// the name is a group, a property is above it, or a level is not allowed. Throws
-    /// `std::length_error` when a group would hold more than 4 GiB.
+    /// Sets the size of a property to `size` bytes and returns its bytes. The caller must fill them
+    /// in at once. Creates the property and the groups above it if they are missing. Returns null,
+    /// with nothing changed, when the name is a group, a level above it is a property, or a level
+    /// is not allowed. Throws `std::length_error` when a group would hold more than 4 GiB.
     char *place(const Top &top, const Name &name, std::size_t size);
-    /// Creates a group and the groups above it. False, and nothing changed, when it exists or
-    /// cannot be created.
+    /// Creates a group and the missing groups above it. Returns false, with nothing changed, when
+    /// it exists or cannot be created.
     bool addGroup(const Top &top, const Name &name);
-    /// Removes a property, or a group with all that is in it; false when there is none.
+    /// Removes a property, or a group and everything in it. Returns false when there is neither.
     bool remove(const Top &top, const Name &name);
 
     struct Member {
         std::string_view name;
         bool isGroup;
     };
-    /// The members of a group: its properties in the order of the bytes of their names, then its
-    /// groups in theirs. Valid until the tree changes.
+    /// Returns the members of a group: its properties, then its groups, each sorted by the bytes of
+    /// their names. Valid until the tree changes.
     std::vector<Member> members(GroupId group);
 
-    /// The number of levels of a group's path, and of the bytes of their names.
+    /// The number of levels of a group's path, and the number of bytes of their names.
     struct PathSize {
         int levels;
-        std::size_t bytes; ///< with a "/" behind each level
+        std::size_t bytes; ///< including a "/" after each level
     };
     PathSize pathSize(GroupId group) const;
 
-    // For the register file. Groups are visited from the top down, each before its own groups.
+    // For the register file, which contains each group before its subgroups.
 
-    /// Puts the properties and the groups of a group in the order of their names.
+    /// Sorts the properties and the subgroups of a group by name.
     void sort(GroupId group);
     std::string_view name(GroupId group) const { return _groups[group].name(); }
     const Block &properties(GroupId group) const { return _groups[group].block; }
     std::size_t groupCount(GroupId group) const { return _groups[group].groups.size(); }
-    /// The group after `group` in a walk of what is below `top`; `none` at the end.
+    /// Returns the group after `group` in a walk of the groups below `top`; `none` at the end.
     GroupId next(GroupId group, GroupId top) const;
 
     /// The number of changes so far.
     std::uint64_t changes() const { return _changes; }
 
-    /// The files that are open for writing. They are detached when they are removed.
+    /// The files that are open for writing. Removing such a file from the tree detaches it.
     OpenFiles &openFiles() { return _openFiles; }
 
-    /// A new content of a group, under construction beside the tree. It is freed unless it is moved
-    /// into the tree.
+    /// New content for a group, built outside of the tree. The destructor frees it, unless it has
+    /// been moved into the tree.
     class Builder {
     public:
-        /// Makes room for `count` groups, which are to replace all that is in `target`.
+        /// Makes room for `count` groups, which will replace the content of `target`.
         Builder(Tree &tree, std::size_t count, GroupId target);
         ~Builder();
         Builder(const Builder &) = delete;
@@ -117,7 +120,7 @@ public:
         GroupId first() const { return _first; }
         GroupId add(GroupId parent, std::string_view name);
         void setProperties(GroupId group, Block properties);
-        /// Replaces all that is in the target by what is in the first group.
+        /// Replaces the content of the target by the content of the first group.
         void moveIntoTree() noexcept;
 
     private:
@@ -128,14 +131,15 @@ public:
 
 private:
     struct Group {
-        /// Ends in the name. A short path is kept whole, so that one comparison tests it.
+        /// The whole path if `hasPath`, else the name. Short paths are stored whole, so that one
+        /// comparison tests them.
         std::string text;
         std::uint16_t nameLength = 0;
         bool hasPath = false;
         bool isIndexed = true;
         bool groupsAreSorted = true;
-        GroupId parent = none;      ///< in a free record: the next one
-        std::uint32_t position = 0; ///< among the parent's groups
+        GroupId parent = none;      ///< in a free record: the next free one
+        std::uint32_t position = 0; ///< index in the parent's `groups`
         Block block;
         std::vector<GroupId> groups;
 
@@ -162,7 +166,7 @@ private:
     void reserveGroups(std::size_t more);
     void attach(GroupId group, GroupId parent) noexcept;
     void detach(GroupId group) noexcept;
-    /// Called by every change of the tree.
+    /// Every change of the tree calls this.
     void changed() noexcept { ++_changes; }
     void removeContent(GroupId top) noexcept;
     void free(GroupId top) noexcept;

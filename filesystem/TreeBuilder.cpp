@@ -8,7 +8,7 @@ Tree::Builder::Builder(Tree &tree, std::size_t count, GroupId target)
     : _tree(tree), _target(target) {
     tree.reserveGroups(count + 1);
     tree._index.reserve(count);
-    Group first; // stands for the target while the groups below it are made
+    Group first; // represents the target until `moveIntoTree`
     first.text = tree._groups[target].text;
     first.hasPath = tree._groups[target].hasPath;
     _first = tree.store(std::move(first));

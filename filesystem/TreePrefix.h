@@ -10,15 +10,15 @@
 
 namespace filesystem {
 
-/// Makes room for one more element, and for as many again, so that a series of calls stays linear.
+/// Makes room for one more element. Doubles the capacity, so that a series of calls stays linear.
 template <class Element>
 void reserveOne(std::vector<Element> &elements) {
     if (elements.size() == elements.capacity())
         elements.reserve(std::max<std::size_t>(4, 2 * elements.size()));
 }
 
-/// The path of a group, to hash it and its members. It follows a walk through the tree, so that
-/// deep groups cost no more than others.
+/// The path of a group, for hashing the group and its members. It follows a walk through the tree
+/// and changes only where the path does, so deep groups cost no more than others.
 class Tree::Prefix {
 public:
     Prefix(const Tree &tree, GroupId group) : _tree(tree) {
@@ -50,7 +50,7 @@ public:
         return _topHash ^ Name({_path, _length + member.size()}).hash;
     }
 
-    /// Goes on from a group to the one after it in a walk of what is below `top`.
+    /// Moves on from a group to the next one in a walk of the groups below `top`; see `Tree::next`.
     GroupId next(GroupId group, GroupId top) {
         const GroupId after = _tree.next(group, top);
         if (after != none) {
@@ -82,7 +82,7 @@ private:
     std::string_view _top;
     std::uint32_t _topHash = 0;
     int _levels = 0;
-    std::size_t _length = 0; ///< with a "/" at the end, unless it is empty
+    std::size_t _length = 0; ///< including a "/" at the end, unless it is empty
     char _path[maxPathSize];
 };
 

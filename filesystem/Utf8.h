@@ -7,8 +7,8 @@
 
 namespace filesystem {
 
-/// UTF-8 as a `QString`, each invalid byte as U+FFFD. Unlike `QString::fromUtf8` alone it keeps a
-/// byte order mark at the start: two names that differ in one must not become the same.
+/// Converts UTF-8 to a `QString`, each invalid byte to U+FFFD. Unlike `QString::fromUtf8` it keeps
+/// a byte order mark at the start, so that two names that differ only in this mark stay different.
 inline QString toQString(std::string_view utf8) {
     const auto convert = [](std::string_view text) {
         return QString::fromUtf8(text.data(), static_cast<decltype(QString().size())>(text.size()));

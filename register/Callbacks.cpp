@@ -7,12 +7,13 @@ namespace utils::properties {
 
 namespace {
 
-/// The next shorter key of the name that `key` is one of; empty when it is the shortest.
+/// Returns the longest key that covers the same name and is shorter than `key`; empty if there is
+/// none.
 std::string_view keyAbove(std::string_view key) {
     const std::size_t slash = key.rfind('/');
     if (key.size() == 1 || slash == std::string_view::npos)
         return {};
-    return key.substr(0, std::max<std::size_t>(slash, 1)); // a "/" in front is a key itself
+    return key.substr(0, std::max<std::size_t>(slash, 1)); // a leading "/" is a key
 }
 
 } // namespace
@@ -53,7 +54,7 @@ void Callbacks::remove(Callback *callback) noexcept {
     while (next != _registrations.end() && next->first.first == callback) {
         const auto registration = next++;
         registration->second->second = nullptr;
-        _removed.insert(_registrations.extract(registration)); // moves the node, allocates nothing
+        _removed.insert(_registrations.extract(registration)); // does not allocate
     }
     if (_walks == 0)
         eraseRemoved();
@@ -89,9 +90,9 @@ void Callbacks::notifyUnder(std::string_view key, void *sender, const std::strin
     const auto [first, end] = _entries.equal_range(key);
     if (first == end)
         return;
-    const auto last = std::prev(end); // what is added meanwhile goes behind it
+    const auto last = std::prev(end); // callbacks add entries only after it
     for (auto entry = first;; ++entry) {
-        // `owner` may remove the callback, so the entry is looked at twice.
+        // `owner` may remove the callback, so the pointer is tested again.
         if (entry->second && entry->second->owner() != sender && entry->second)
             entry->second->propertyChanged(name);
         if (entry == last)
@@ -111,7 +112,7 @@ void Callbacks::eraseRemoved() noexcept {
     }
 }
 
-/// Fills the filter, which is empty, with all keys.
+/// Adds all keys to the filter, which must be empty.
 void Callbacks::fillFilter() noexcept {
     for (const auto &[key, callback] : _entries)
         _filter.add(key);

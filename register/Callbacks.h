@@ -12,38 +12,38 @@
 
 namespace utils::properties {
 
-/// The callbacks of the register, each under one key or several, and the walks that notify
-/// them of a change. Guarded by the register's lock.
+/// The callbacks of the register, each under one or more keys, and the walks that notify them of
+/// changes. Guarded by the register's lock.
 ///
-/// Finding the callbacks of a key is an ordered search; a filter avoids most searches that would
-/// find nothing, so that a change to which nobody listens costs little, however many callbacks
-/// there are. Removing a callback visits only its own entries.
+/// Finding the callbacks of a key is an ordered search. A filter avoids most searches that would
+/// find nothing. Therefore a change that notifies nobody costs little, however many callbacks there
+/// are. Removing a callback visits only its own entries.
 ///
-/// During a walk the callbacks may add and remove callbacks and make changes, whose walks run
-/// inside the one under way. An addition goes behind the last entry of its key. A removal leaves
-/// its entry in place, with a null pointer, until the outermost walk ends. So the entries that a
-/// walk stands on stay valid, and no walk calls a callback that has been removed.
+/// During a walk, the callbacks may add and remove callbacks and make changes. The walk of such a
+/// change is nested in the walk in progress. A new entry is placed after the last entry of its key.
+/// A removed entry stays in place, with a null pointer, until the outermost walk ends. Therefore
+/// the entries that a walk refers to stay valid, and no walk calls a removed callback.
 class Callbacks {
 public:
     using Callback = _Register::Callback;
 
-    /// Registers a callback behind the others of the key, unless it is there or null. Changes
-    /// nothing when memory runs out.
+    /// Registers a callback after the others of the key. Does nothing when the pair is already
+    /// registered or the callback is null. Changes nothing when memory runs out.
     void add(const std::string &key, Callback *callback);
-    /// Removes a callback from all its keys. It is not called again, also not by walks under way.
+    /// Removes a callback from all its keys. Walks in progress do not call it again.
     void remove(Callback *callback) noexcept;
-    /// Removes all of them.
     void clear() noexcept;
 
-    /// True when a change of the name would notify a callback.
+    /// True when a callback is registered under a key that covers `name`.
     bool hears(std::string_view name) const;
-    /// Notifies the callbacks that the name has changed, those of the nearest key first, in the
-    /// order of registration, but not those that belong to `sender`. Throws what they throw.
+    /// Notifies the callbacks that `name` has changed, except those whose owner is `sender`. The
+    /// most specific key comes first; the callbacks of one key come in the order of registration.
+    /// Throws what a callback throws.
     void notify(void *sender, const std::string &name);
 
 private:
     using Entries = std::multimap<std::string, Callback *, std::less<>>;
-    /// A callback and its entry's key.
+    /// A callback and a view of its entry's key.
     using Registration = std::pair<Callback *, std::string_view>;
     class Walk;
 
@@ -53,11 +53,11 @@ private:
 
     Entries _entries; ///< null pointers: removed during a walk
     std::map<Registration, Entries::iterator> _registrations;
-    /// What was removed during walks; its entries have not been erased yet.
+    /// Registrations removed during walks, whose entries are not erased yet.
     std::multimap<Registration, Entries::iterator> _removed;
-    KeyFilter _filter;       ///< holds all keys of entries, and some whose entries are gone
+    KeyFilter _filter;       ///< holds the keys of all entries, and of some erased ones
     std::size_t _erased = 0; ///< entries erased since the filter was filled
-    int _walks = 0;          ///< walks under way, one inside the other
+    int _walks = 0;          ///< nested walks in progress
 };
 
 } // namespace utils::properties

@@ -7,11 +7,12 @@ namespace utils::properties {
 
 namespace {
 
-/// Longer keys are not kept; the answer for them is "perhaps". This bounds what a long key with
-/// many levels costs, and up to this length the hash is fastest.
+/// The length in bytes of the longest key in the filter. The answer for a longer key is always
+/// "perhaps". The limit bounds the cost of a key with many levels, and the hash is fastest up to
+/// this length.
 constexpr std::size_t longest = 240;
 
-/// Three of the 64 bits of a word, chosen by 18 bits of a hash.
+/// Returns a word with three bits set. The low 18 bits of the hash choose them.
 std::uint64_t threeBits(std::uint64_t hash) {
     const auto bit = [hash](int shift) { return std::uint64_t{1} << ((hash >> shift) & 63); };
     return bit(0) | bit(6) | bit(12);
@@ -19,7 +20,7 @@ std::uint64_t threeBits(std::uint64_t hash) {
 
 } // namespace
 
-/// Where the bits of a key are. Word and bits are chosen by different bits of the hash.
+/// The word of a key and its bits in that word. Different bits of the hash choose each of them.
 struct KeyFilter::Bits {
     Bits(std::string_view key, std::size_t words) {
         const std::uint64_t hash = XXH3_64bits(key.data(), key.size());
@@ -53,7 +54,7 @@ void KeyFilter::add(std::string_view key) noexcept {
 }
 
 bool KeyFilter::isFull() const {
-    constexpr std::size_t perWord = 4; // about one answer in a hundred is wrong then
+    constexpr std::size_t perWord = 4; // about 1 % of the answers are wrong then
     return _added >= perWord * _words.size();
 }
 

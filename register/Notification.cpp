@@ -24,7 +24,8 @@ void _Register::markAsChanged(void *sender, const std::string &name) {
 
 void _Register::notify(void *sender) {
     const Lock lock(*_mutex);
-    // The names are taken out first, so that a callback that writes walks only its own change.
+    // The names are moved out first, so that a callback that writes notifies only of its own
+    // change.
     std::set<std::string> names;
     names.swap(_changedProperties);
     try {
@@ -32,7 +33,7 @@ void _Register::notify(void *sender) {
             _callbacks->notify(sender, name);
     } catch (...) {
         if (names.size() > _changedProperties.size())
-            names.swap(_changedProperties); // the fewer go to the more
+            names.swap(_changedProperties); // merges the smaller set into the larger
         _changedProperties.merge(names);
         throw;
     }

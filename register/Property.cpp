@@ -18,7 +18,8 @@ std::string toUtf8OrThrow(const std::string &name, const QString &text) {
 } // namespace
 
 _Register &initializedRegister() {
-    // No guarded static: a thread that waits for the register's lock must not hold another one.
+    // Not a local static, because its guard is a lock: a thread that waits for the register's lock
+    // must not hold another one.
     static std::atomic<_Register *> known{nullptr};
     _Register *instance = known.load(std::memory_order_acquire);
     if (!instance) {
@@ -30,7 +31,8 @@ _Register &initializedRegister() {
     return *instance;
 }
 
-/// The function is shared with the call under way, which may end the subscription.
+/// Each call keeps its own reference to the function, because the function may end its
+/// subscription.
 class Subscription::Receiver : public _Register::Callback {
 public:
     Receiver(Function function, void *sender)
@@ -91,7 +93,7 @@ PropertyHandle::~PropertyHandle() {
     } else if (_handle) {
         try {
             initializedRegister().closeProperty(*_handle);
-        } catch (const std::exception &) { // no memory for the bytes
+        } catch (const std::exception &) { // out of memory: the bytes are dropped
         }
     }
 }

@@ -13,15 +13,15 @@
 #include <utility>
 #include <vector>
 
-/// What most applications use of the register: properties declared once, subscriptions and handles
-/// that end by themselves. A thin layer over `_Register`, with its rules for names, threads and
-/// callbacks. Declare properties anywhere; use everything here between `_Register::initialize` and
-/// the end of `main`. Before `initialize` it throws `utils::Exception`.
+/// The part of the register that most applications use: properties that are declared once, and
+/// subscriptions and handles that end automatically. It is a thin layer over `_Register`, whose
+/// rules for names, threads and callbacks apply. Properties may be declared at any time. Everything
+/// else here is for the time between `_Register::initialize` and the end of `main`. Before
+/// `initialize` it throws `utils::Exception`.
 namespace utils::properties {
 
-/// The register, once `initialize` has been called; throws `utils::Exception` before that, because
-/// a register made now would know no directories, and would later save over files it has never
-/// read.
+/// Returns the register. Throws `utils::Exception` before `initialize`: a register constructed then
+/// would know no directories, and would later overwrite files that it has never read.
 REGISTER_EXPORT _Register &initializedRegister();
 
 template <class>
@@ -48,9 +48,9 @@ public:
                       RegisterScope scope = UserScope)
         : _name(std::move(name)), _default(std::move(defaultValue)), _scope(scope) {}
 
-    /// A scope is no default, though it would convert to one.
+    /// Rejects a scope as the default, although it would convert to one.
     Property(std::string name, RegisterScope scope) = delete;
-    /// Text is no boolean, though it would convert to one.
+    /// Rejects text as the default of a boolean, although it would convert to one.
     template <class Text,
               class = std::enable_if_t<std::is_same_v<Value, bool> && std::is_pointer_v<Text>>>
     Property(std::string name, Text text, RegisterScope scope = UserScope) = delete;
@@ -59,8 +59,8 @@ public:
     const Value &defaultValue() const { return _default; }
     RegisterScope scope() const { return _scope; }
 
-    /// The value of the user, else of the global, else of the temp scope, else the default. What is
-    /// stored under the name with another type, or damaged, counts as missing.
+    /// Returns the value of the first scope, in lookup order, that holds one of this type; else the
+    /// default. A damaged value and a value of another type count as missing.
     Value value() const {
         Stored stored{};
         return initializedRegister().findValue(_name, stored)
@@ -68,7 +68,7 @@ public:
                    : _default;
     }
 
-    /// The scope that `value` comes from; none for the default.
+    /// Returns the scope that `value` reads from; no scope for the default.
     std::optional<RegisterScope> origin() const {
         Stored stored{};
         return initializedRegister().findValue(_name, stored);
@@ -80,15 +80,16 @@ public:
         return initializedRegister().findValue(_name, stored, _scope).has_value();
     }
 
-    /// Writes the value into the property's scope and tells the callbacks, except those of
-    /// `sender`. Throws `utils::Exception` where the name cannot be written, and what a callback
-    /// throws.
+    /// Writes the value into the property's scope and notifies the callbacks, except those whose
+    /// owner is `sender`. Throws `utils::Exception` when the name cannot be written. Throws what a
+    /// callback throws.
     void set(const Value &value, void *sender = nullptr) const {
         Storage<Value>::write(initializedRegister(), sender, _name, value, _scope);
     }
 
-    /// Removes the value from the property's scope, whatever its type, so that what lies below
-    /// shows through, and tells the callbacks. Nothing happens where there is none, or a group.
+    /// Removes the value from the property's scope, whatever its type, and notifies the callbacks
+    /// as `set` does. `value` then returns the value of another scope or the default. Does nothing
+    /// when the scope holds no value or a group under the name.
     void reset(void *sender = nullptr) const {
         initializedRegister().resetProperty(sender, _name, _scope);
     }
@@ -102,25 +103,24 @@ private:
 /// Calls a function for every change of a property, or of any property of a group, until it is
 /// destroyed.
 ///
-/// The function gets the name that changed. It runs inside the write, on the writer's thread and
-/// under the register's lock. It may read and write the register, make and end subscriptions, its
-/// own included; it must not wait for another thread that uses the register. What it throws goes on
-/// to the writer. A subscription made by it hears of the change under way only if the walk has yet
-/// to come to its key; a subscription ended by it does not.
+/// The function receives the name that changed. The rules for callbacks in `_Register` apply to it.
+/// It may also create and end subscriptions, including its own. Its exceptions propagate to the
+/// writer. A subscription that it creates sees the change in progress only if the notification has
+/// not reached its key. A subscription that it ends does not see that change.
 ///
-/// Once the destructor has returned the function is not running any more, on any thread, and will
-/// not run again; so do not destroy it while holding a lock that the function takes. Not supported:
-/// keeping a subscription beyond the end of `main` and hearing of anything there.
+/// When the destructor has returned, the function is not running on any other thread and is not
+/// called again. Therefore do not destroy a subscription while holding a lock that the function
+/// takes. Notifying a subscription after the end of `main` is not supported.
 class [[nodiscard]] REGISTER_EXPORT Subscription {
 public:
     using Function = std::function<void(const std::string &name)>;
 
-    /// A subscription to nothing.
+    /// Subscribes to nothing.
     Subscription();
-    /// `key` is the name of a property or of a group, spelt as the writers spell it: "ui" hears of
-    /// "ui/width", but neither "ui/" nor "" does. Changes made with this `sender` are left out;
-    /// without one, all changes are heard, those without a sender too. An empty function is refused
-    /// with `utils::Exception`.
+    /// `key` is the name of a property or of a group, spelt as the writers spell it: "ui" covers
+    /// "ui/width", but "ui/" and "" do not. The function is not called for changes made with this
+    /// `sender`. If `sender` is null, it is called for all changes, including those without a
+    /// sender. Throws `utils::Exception` for an empty function.
     explicit Subscription(const std::string &key, Function function, void *sender = nullptr);
     Subscription(Subscription &&other) noexcept;
     Subscription &operator=(Subscription &&other) noexcept;
@@ -131,28 +131,29 @@ private:
     std::unique_ptr<Receiver> _receiver;
 };
 
-/// A property's bytes, open until the end of the scope; see `_Register::openProperty`, which says
-/// what the constructor throws.
+/// A property's bytes, open until this object is destroyed. The constructor throws what
+/// `_Register::openProperty` throws.
 class REGISTER_EXPORT PropertyHandle {
 public:
     PropertyHandle(const std::string &name, filesystem::FileSystem::FileSystemMode mode,
                    RegisterScope scope);
     PropertyHandle(PropertyHandle &&other) noexcept;
     PropertyHandle &operator=(PropertyHandle &&other) noexcept;
-    /// Closes it: what was written becomes the property's content; but not when an exception is
-    /// what destroys it, since then it may not be all, and not when memory runs out. To hear of the
-    /// latter, use `_Register::openProperty` and `closeProperty`, which throws.
+    /// Closes the handle. The bytes written become the property's content. If an exception destroys
+    /// this object, the bytes are dropped, since they may be incomplete. If memory runs out, they
+    /// are dropped without an error; call `_Register::openProperty` and `closeProperty` instead to
+    /// get the exception.
     ~PropertyHandle();
 
-    /// For the file-system operations of the register; owned by this object.
+    /// For the file-system operations of the register. This object owns the handle.
     filesystem::FileHandle *get() const { return _handle; }
 
 private:
     filesystem::FileHandle *_handle;
-    int _exceptions; ///< under way when it was opened
+    int _exceptions; ///< uncaught exceptions when the handle was opened
 };
 
-/// The eight types of the register, stored as they are.
+/// The eight types of the register, which are stored without conversion.
 template <class Value,
           void (_Register::*writeValue)(void *, const std::string &, const Value &, RegisterScope)>
 struct StoredAsItIs {
@@ -183,8 +184,8 @@ struct Storage<std::vector<int>> : StoredAsItIs<std::vector<int>, &_Register::_w
 template <>
 struct Storage<std::vector<bool>> : StoredAsItIs<std::vector<bool>, &_Register::_writeBooleans> {};
 
-/// Text of Qt. Writing text that is not valid UTF-16 throws `utils::Exception`, since UTF-8 could
-/// not hold it; bytes that are not UTF-8 are read as U+FFFD.
+/// Text of Qt. A write throws `utils::Exception` for text that is not valid UTF-16, because UTF-8
+/// cannot represent it. A read replaces bytes that are not UTF-8 by U+FFFD.
 template <>
 struct REGISTER_EXPORT Storage<QString> {
     using Stored = std::string;

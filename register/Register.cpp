@@ -1,47 +1,57 @@
 #include "register/Register.h"
 
-#include "filesystem/RealFileSystem.h"
+#include "filesystem/Posix.h"
 #include "filesystem/RegisterFormat.h"
+#include "filesystem/StoredFile.h"
 #include "filesystem/Utf8.h"
 #include "register/Callbacks.h"
+#include "register/Lifetime.h"
 #include "register/Lock.h"
-#include "register/Saver.h"
 #include "register/Scopes.h"
+#include "register/UserFile.h"
 
 #include <iterator>
-#include <memory>
 #include <new>
+#include <utility>
 
 namespace utils::properties {
 
-using filesystem::FileHandle;
-using filesystem::RealFileSystem;
+using filesystem::StoredFile;
 using filesystem::toQString;
 using filesystem::Tree;
+namespace registerFormat = filesystem::registerFormat;
 
-// The order matters: what is first constructed is last destroyed, and the register, constructed
-// after all of these, still saves to its path when it goes. The mutex stays for threads that
-// outlive it.
-std::string _Register::_BV_REGISTER_NAME = "Brevolant.dat";
-boost::recursive_mutex *_Register::_mutex = new boost::recursive_mutex;
-std::string _Register::_TempRegisterPath = "/temp/";
-std::string _Register::_GlobalRegisterPath;
-std::string _Register::_UserRegisterPath;
-bool _Register::_haveGlobalRegister = false;
+namespace {
 
-_Register &_Register::getInstance() {
-    const Lock lock(*_mutex);
-    // Never freed: threads, and destructors of other static objects, may still use the register
-    // when the process ends, and find a tree that is no longer saved.
-    static _Register *const _reg = new _Register;
-    static const struct AtExit {
-        ~AtExit() { _reg->end(); }
-    } atExit;
-    return *_reg;
+Tree::Entry rootOf(Tree &tree, RegisterScope scope) {
+    return tree.find(topOf(scope), filesystem::Name({}));
 }
 
+StoredFile::Result readGlobalFile(const std::string &directory, std::string &content,
+                                  std::string &reason) {
+    StoredFile file(directory, _Register::_BV_REGISTER_NAME);
+    const StoredFile::Result result = file.read(content);
+    reason = file.reason();
+    return result;
+}
+
+std::string encodeUserScope(Tree &tree) {
+    const Tree::Entry root = rootOf(tree, UserScope);
+    if (!root.isGroup())
+        throw Exception("The user scope has been removed.");
+    return registerFormat::encode(tree, root.group);
+}
+
+} // namespace
+
+RegisterFileError::RegisterFileError(const std::string &message, std::string path,
+                                     RegisterScope scope, std::string reason)
+    : Exception(message), _path(std::move(path)), _scope(scope), _reason(std::move(reason)) {}
+
+RegisterFileError::~RegisterFileError() = default;
+
 _Register::_Register()
-    : _callbacks(std::make_unique<Callbacks>()), _saver(std::make_unique<Saver>()) {
+    : _callbacks(std::make_unique<Callbacks>()), _userFile(std::make_unique<UserFile>()) {
     tree().keepTogether(std::begin(scopeTops), std::end(scopeTops));
     for (const Scope &scope : scopes)
         mkdir(toQString(scope.root));
@@ -50,82 +60,90 @@ _Register::_Register()
 
 _Register::~_Register() = default;
 
-/// The end of the process: the last save, after which nobody is told of anything.
-void _Register::end() noexcept {
-    try {
-        save();
-    } catch (...) { // there is nobody left to tell
-    }
-    const Lock lock(*_mutex);
-    _callbacks->clear();
-    _changedProperties.clear();
-}
-
-void _Register::initialize(const std::string &globalPath, const std::string &userPath) {
-    _haveGlobalRegister = _test_register_path(globalPath, _BV_REGISTER_NAME);
-    _GlobalRegisterPath = globalPath;
-    if (!_test_register_path(userPath, _BV_REGISTER_NAME))
-        throw Exception("User register not found");
-    _UserRegisterPath = userPath;
-    _Register &instance = getInstance();
-    instance._writeString(nullptr, "UserDataPath", userPath, TempScope);
-    instance.save();
-    instance._writeString(nullptr, "GlobalDataPath", globalPath, TempScope);
-    instance.save();
-}
-
 /// The global file is read before the user's: the reverse of the order of lookups.
 void _Register::load() {
+    if (Lifetime::hasEnded())
+        return;
     for (auto scope = std::rbegin(scopes); scope != std::rend(scopes); ++scope)
         if (scope->directory && (scope->value != GlobalScope || _haveGlobalRegister))
             loadScope(*scope->directory, scope->value);
 }
 
 void _Register::loadScope(const std::string &directory, RegisterScope scope) {
-    RealFileSystem disk(toQString(directory));
-    const QString file = toQString(_BV_REGISTER_NAME);
-    if (!disk.exists(file))
+    const std::string path = directory + "/" + _BV_REGISTER_NAME;
+    std::string content, reason;
+    const StoredFile::Result result = scope == UserScope
+                                          ? _userFile->read(directory, content, reason)
+                                          : readGlobalFile(directory, content, reason);
+    if (result == StoredFile::Result::Failed)
+        throw RegisterFileError("Can't open " + path, path, scope, reason);
+    if (result == StoredFile::Result::Missing)
         return;
-    FileHandle *handle = nullptr;
-    if (!disk.open(file, &handle, ReadMode))
-        throw Exception("Can't open " + directory + "/" + _BV_REGISTER_NAME);
-    const std::unique_ptr<FileHandle> owned(handle);
     const QString root = toQString(_nameToPath({}, scope));
     mkdir(root); // the application may have removed it
-    if (!replaceContent(root, takeBytes(*handle), handle->name()))
+    const Tree::Entry group = rootOf(tree(), scope);
+    if (!group.isGroup())
         throw Exception(root.toStdString() + " is not a group.");
+    try {
+        registerFormat::decode(std::move(content), tree(), group.group);
+    } catch (const Exception &error) {
+        throw RegisterFileError(path + ": " + error.what(), path, scope, error.what());
+    }
+    if (scope == UserScope)
+        _userFile->accept();
 }
 
 void _Register::save() const {
+    trySave().report();
+}
+
+SaveResult _Register::trySave() const noexcept {
     std::unique_lock<boost::recursive_mutex> lock(*_mutex);
-    const std::uint64_t number = _saver->nextNumber();
+    if (Lifetime::hasEnded())
+        return {};
+    SaveResult result{{}, Lifetime::saveErrorHandler};
+    const std::uint64_t number = _userFile->nextNumber();
     try {
-        const std::string directory = _UserRegisterPath;
-        const Tree::Entry root = tree().find(topOf(UserScope), filesystem::Name({}));
-        if (!root.isGroup())
-            return _saver->setError(number, "The user scope has been removed.");
-        const std::string bytes = filesystem::registerFormat::encode(tree(), root.group);
-        lock.unlock();
-        _saver->write(number, directory, bytes);
+        try {
+            const std::string directory = _UserRegisterPath;
+            const std::string bytes = encodeUserScope(tree());
+            lock.unlock();
+            result.error = _userFile->write(number, directory, bytes);
+        } catch (const Exception &error) {
+            result.error = error.what();
+            _userFile->setError(number, result.error);
+        }
     } catch (const std::bad_alloc &) {
-        _saver->setError(number, "out of memory"); // short enough to need none
-        throw;
-    } catch (const Exception &error) { // the scope is too large
-        _saver->setError(number, error.what());
+        result.error = "out of memory"; // short enough to need none
+        _userFile->setError(number, result.error);
     }
+    return result;
 }
 
 std::string _Register::saveError() const {
-    return _saver->error();
+    return _userFile->error();
 }
 
-bool _test_register_path(const std::string &dir, const std::string &fileName) {
-    RealFileSystem disk(toQString(dir));
-    const QString name = toQString(fileName);
-    if (disk.exists(name))
-        return true;
-    const QString parent = filesystem::dirName(name);
-    return parent.isEmpty() || disk.exists(parent) || disk.mkdir(parent);
+void SaveResult::report() const {
+    thread_local bool reporting = false; // a save from inside the handler may fail too
+    if (error.empty() || !handler || reporting)
+        return;
+    const filesystem::posix::CancellationBlock block;
+    reporting = true;
+    try {
+        (*handler)(error);
+    } catch (...) { // a save does not throw
+    }
+    reporting = false;
+}
+
+void _Register::setSaveErrorHandler(SaveErrorHandler handler) {
+    std::shared_ptr<const SaveErrorHandler> shared;
+    if (handler)
+        shared = std::make_shared<const SaveErrorHandler>(std::move(handler));
+    const Lock lock(*_mutex);
+    if (!Lifetime::hasEnded())
+        Lifetime::saveErrorHandler.swap(shared);
 }
 
 } // namespace utils::properties

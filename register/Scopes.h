@@ -10,24 +10,24 @@
 
 namespace utils::properties {
 
-/// A scope: its value, its root in the tree, and the directory of its file, if it has one.
+/// A scope: its value, its root in the tree, and the directory of its file; null if it has no file.
 struct Scope {
     RegisterScope value;
     std::string_view root;
     const std::string *directory;
 
-    /// The root's name in the tree.
+    /// The root without its slashes: the first level of the paths in the scope.
     constexpr std::string_view name() const { return root.substr(1, root.size() - 2); }
 };
 
-/// The scopes, in the order in which a name without a scope is looked up.
+/// The scopes in lookup order; see `_Register`.
 inline constexpr Scope scopes[] = {
     {UserScope, "/user/", &_Register::_UserRegisterPath},
     {GlobalScope, "/global/", &_Register::_GlobalRegisterPath},
     {TempScope, "/temp/", nullptr},
 };
 
-/// The roots of the scopes as first levels of a path, in the same order; see `Tree::keepTogether`.
+/// The first levels of the paths in the scopes, in the same order; see `Tree::keepTogether`.
 inline constexpr filesystem::Top scopeTops[] = {
     {scopes[0].name(), 0},
     {scopes[1].name(), 1},
@@ -35,7 +35,7 @@ inline constexpr filesystem::Top scopeTops[] = {
 };
 static_assert(std::size(scopeTops) == std::size(scopes));
 
-/// The place of a scope in both. Throws `Exception` for a value that is not a scope.
+/// Returns the index of a scope in both arrays. Throws `Exception` for a value that is not a scope.
 std::size_t indexOf(RegisterScope scope);
 
 inline const filesystem::Top &topOf(RegisterScope scope) {

@@ -11,20 +11,21 @@
 #include <string_view>
 #include <vector>
 
-/// The bytes of a property: the tag of its type, then the value; docs/file-format.md describes
-/// them. `encodedSize` and `encode` make them, `decode` reads them.
+/// The stored bytes of a property: the tag of its type, then the value. docs/file-format.md
+/// describes them. `encodedSize` and `encode` write them, `decode` reads them.
 namespace utils::properties {
 
 using filesystem::ByteReader;
 
-/// Lengths and counts are stored as an `int`.
+/// Returns a length or a count as it is stored: as a non-negative `int`. Throws `std::length_error`
+/// when it does not fit.
 inline std::uint32_t toLength(std::size_t size) {
     if (size > INT_MAX)
         throw std::length_error("The value is too large for a property.");
     return static_cast<std::uint32_t>(size);
 }
 
-/// Writes to memory that the caller has measured.
+/// Writes to memory without checking its size. The caller provides `encodedSize` bytes.
 class ByteWriter {
 public:
     explicit ByteWriter(char *bytes) : _bytes(bytes) {}
@@ -41,15 +42,15 @@ private:
     char *_bytes;
 };
 
-/// True when the next byte is that tag, which is taken then.
+/// Takes the next byte. Returns true when it is this tag.
 inline bool takeTag(ByteReader &reader, Type tag) {
     std::uint8_t byte = 0;
     return reader.take(byte) && byte == tag;
 }
 
-/// The table of the types: the tag, how many bytes one value has behind it, how it is written, and
-/// how it is read as a `View`, which owns nothing. `inMemory` means that its bytes are those of
-/// this machine's own representation.
+/// The table of the types: the tag, the encoded size of a value without the tag, how it is written,
+/// and how it is read as a `View`, which owns nothing. `inMemory` means that the encoded bytes are
+/// those of the value in this machine's memory.
 template <class Value>
 struct Form;
 
@@ -127,8 +128,8 @@ struct Form<bool> {
     }
 };
 
-/// The number of bytes of a property with this value. Throws `std::length_error` for one that is
-/// too large.
+/// Returns the size in bytes of a property with this value. Throws `std::length_error` when the
+/// value is too large.
 template <class Value>
 std::size_t encodedSize(const Value &value) {
     return 1 + Form<Value>::size(value);
@@ -165,7 +166,8 @@ void encode(const std::vector<Element> &values, char *bytes) {
             Form<Element>::put(writer, value);
 }
 
-/// Reads such bytes; false, and `value` untouched, when they are of another type or cut short.
+/// Reads the bytes of a property. Returns false, with `value` unchanged, when they are of another
+/// type or cut short.
 template <class Value>
 bool decode(std::string_view bytes, Value &value) {
     ByteReader reader(bytes);
@@ -183,16 +185,16 @@ bool decode(std::string_view bytes, std::vector<Element> &values) {
     std::uint32_t stored = 0;
     if (!takeTag(reader, ListType) || !takeTag(reader, ElementForm::tag) || !reader.take(stored))
         return false;
-    const std::size_t count = stored > INT_MAX ? 0 : stored; // a negative one
+    const std::size_t count = stored > INT_MAX ? 0 : stored; // a negative count
     if constexpr (ElementForm::inMemory) {
         std::string_view elements;
-        if (!reader.take(count * sizeof(Element), elements))
+        if (count > SIZE_MAX / sizeof(Element) || !reader.take(count * sizeof(Element), elements))
             return false;
         values.resize(count);
         if (count > 0)
             std::memcpy(values.data(), elements.data(), elements.size());
     } else {
-        // First through all of them, so that nothing is allocated for elements that are not there.
+        // Checks all elements before it allocates, so that a wrong count cannot cost memory.
         typename ElementForm::View view;
         ByteReader ahead = reader;
         for (std::size_t i = 0; i < count; ++i)

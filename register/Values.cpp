@@ -12,7 +12,7 @@ using filesystem::Tree;
 
 namespace {
 
-/// What is at a name in the first scope that holds it. Throws `PropertyNotFound`.
+/// Returns the entry of a name in the first scope that holds it. Throws `PropertyNotFound`.
 Tree::Entry locate(Tree &tree, const Name &name) {
     const Tree::Entry entry = tree.findFirst(std::begin(scopeTops), std::end(scopeTops), name);
     if (!entry)
@@ -20,7 +20,7 @@ Tree::Entry locate(Tree &tree, const Name &name) {
     return entry;
 }
 
-/// False when the name is a group.
+/// Returns false when the name is a group.
 template <class Value>
 bool readValue(Tree &tree, const std::string &name, Value &value) {
     const Name key(name);
@@ -57,8 +57,8 @@ std::optional<RegisterScope> findValueIn(Tree &tree, const std::string &name, Va
     return std::nullopt;
 }
 
-/// Stores a value and notifies the callbacks. False, and nothing changed, when the tree cannot hold
-/// the name. A bad scope is refused first.
+/// Stores a value and notifies the callbacks. Returns false, with nothing changed, when the tree
+/// cannot hold the name. Throws for a bad scope before anything else.
 template <class Value>
 bool writeValue(_Register &reg, void *sender, const std::string &name, const Value &value,
                 RegisterScope scope) {

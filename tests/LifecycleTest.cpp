@@ -1,7 +1,7 @@
 // Start-up, the single instance, the register files, and what the exit leaves.
 #include "tests/Operations.h"
 
-#include "register/Saver.h"
+#include "register/UserFile.h"
 
 #include <algorithm>
 #include <atomic>
@@ -84,6 +84,8 @@ TEST(Lifecycle, beforeItStartsThereAreOnlyTheStatics) {
     writeFile(userFile(), "not read by a late initialize");
     EXPECT_EQ(&startedRegister(), &reg);
     EXPECT_EQ(valueOf("UserDataPath"), userDirectory());
+    EXPECT_EQ(reg.saveError(), userFile() + ": leaving it as it is: This is not a register file.");
+    EXPECT_EQ(readFile(userFile()), "not read by a late initialize");
 }
 
 TEST(Lifecycle, initializeCreatesTheUserFileAndPublishesTheDirectories) {
@@ -115,7 +117,7 @@ TEST(Lifecycle, theExitSavesTheUserScopeAndNothingElse) {
     EXPECT_EQ(valueOf("theme"), "dark")
         << "the user file of one serves as the global file of another";
     EXPECT_EQ(thrownBy([] { valueOf("session"); }), "PropertyNotFound");
-    EXPECT_EQ(listDirectory(userDirectory()).size(), 1U);
+    EXPECT_EQ(listDirectory(userDirectory()).size(), 2U) << "the file and the previous generation";
 }
 
 TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
@@ -288,7 +290,7 @@ TEST(Threads, nobodyElseWaitsForTheDisk) {
 }
 
 TEST(Lifecycle, anOlderSaveDoesNotLandOverANewerOne) {
-    Saver saver;
+    UserFile saver;
     const std::uint64_t older = saver.nextNumber(), newer = saver.nextNumber();
     saver.write(newer, userDirectory(), "newer");
     saver.write(older, userDirectory(), "older");

@@ -2,17 +2,56 @@
 #include "filesystem/RealFileSystem.h"
 #include "tests/Support.h"
 
+#include <array>
+#include <cerrno>
 #include <memory>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 using namespace filesystem;
 using namespace testing_support;
 
+static int ownersError = 0, aclError = 0; // what owners and ACLs are refused with
+static ino_t foreignFile = 0;             // seems to be of a group that the process is not in
+
+extern "C" int fchown(int file, uid_t owner, gid_t group) {
+    errno = ownersError;
+    return ownersError ? -1 : ::fchownat(file, "", owner, group, AT_EMPTY_PATH);
+}
+extern "C" int fsetxattr(int file, const char *name, const void *value, size_t size, int flags) {
+    const std::string path = "/proc/self/fd/" + std::to_string(file);
+    errno = aclError;
+    return aclError ? -1 : ::setxattr(path.c_str(), name, value, size, flags);
+}
+extern "C" int fstat(int file, struct stat *status) {
+    const int result = ::fstatat(file, "", status, AT_EMPTY_PATH);
+    if (result == 0 && status->st_ino == foreignFile)
+        status->st_gid = ::getegid() + 1;
+    return result;
+}
+
 namespace {
+
+/// An ACL as the system keeps it: the rights of the owner, a user, the group, a group, the mask and
+/// the others; without those that are negative.
+std::string makeAcl(const std::array<int, 6> &rights) {
+    std::string acl("\2\0\0\0", 4);
+    for (std::size_t i = 0; i < rights.size(); ++i)
+        if (rights[i] >= 0)
+            acl += std::string{char(1U << i), 0, char(rights[i]), 0} +
+                   std::string(4, i == 1 || i == 3 ? '\1' : '\377');
+    return acl;
+}
+
+constexpr const char *accessAcl = "system.posix_acl_access";
+
+bool setAcl(const std::string &path, const std::string &acl, const char *name = accessAcl) {
+    return ::setxattr(path.c_str(), name, acl.data(), acl.size(), 0) == 0;
+}
 
 mode_t modeOf(const std::string &path) {
     struct stat status = {};
@@ -43,6 +82,55 @@ TEST(RealFileSystem, aNewFileIsPrivateAndAnOldOneKeepsItsMode) {
               (root / "a") + "/missing/f: opening its directory: No such file or directory");
 }
 
+TEST(RealFileSystem, aSaveGivesNobodyMoreRights) {
+    const TemporaryDirectory root;
+    const std::string file = root / "f", acl = makeAcl({6, 4, 4, 6, 7, 4});
+    const mode_t umaskBefore = ::umask(0777);
+    EXPECT_EQ(save(root.path(), "new"), "");
+    ::umask(umaskBefore);
+    EXPECT_EQ(modeOf(file), 0600U);
+    ASSERT_TRUE(setAcl(root.path(), makeAcl({7, 7, 7, 7, 7, 7}), "system.posix_acl_default"));
+
+    // Saves a file with that ACL. The new file gets the same, or none with the bits returned.
+    const auto modeAfterSaving = [&](const std::string &old, bool keepsAcl = false) {
+        EXPECT_TRUE(setAcl(file, old));
+        struct stat status = {};
+        foreignFile = ownersError && ::stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
+        EXPECT_EQ(save(root.path(), "new"), "");
+        foreignFile = 0;
+        char found[100];
+        const ssize_t size = ::getxattr(file.c_str(), accessAcl, found, sizeof found);
+        EXPECT_EQ(size < 0 ? "" : std::string(found, found + size), keepsAcl ? old : "");
+        return modeOf(file);
+    };
+    EXPECT_EQ(modeAfterSaving(acl, true), 0674U);
+    aclError = EINVAL;
+    EXPECT_EQ(modeAfterSaving(acl), 0644U);
+    EXPECT_EQ(modeAfterSaving(makeAcl({6, 7, 7, 7, 4, 6})), 0644U);
+    EXPECT_EQ(modeAfterSaving(makeAcl({6, 0, 6, 6, 6, 4})), 0600U);
+    EXPECT_EQ(modeAfterSaving(makeAcl({6, 6, 6, 0, 6, 4})), 0660U);
+    aclError = 0;
+    for (const int error : {EPERM, EINVAL, ENOSYS, EOPNOTSUPP}) {
+        ownersError = error;
+        EXPECT_EQ(modeAfterSaving(makeAcl({6, -1, 6, -1, -1, 0})), 0600U) << error;
+    }
+    EXPECT_EQ(modeAfterSaving(makeAcl({6, -1, 4, -1, -1, 6})), 0604U);
+    EXPECT_EQ(modeAfterSaving(makeAcl({6, 4, 4, 0, 6, 4})), 0600U);
+    ownersError = EIO;
+    EXPECT_NE(save(root.path(), "lost"), "");
+    EXPECT_EQ(readFile(file), "new");
+    ownersError = 0;
+
+    // The superuser's save keeps owner and group; the set-user-ID bit goes.
+    struct stat status = {};
+    const bool isSuperuser = ::chown(file.c_str(), 1234, 4321) == 0;
+    ::chmod(file.c_str(), 04600);
+    EXPECT_EQ(modeAfterSaving(makeAcl({6, -1, 4, -1, -1, 0})), 0640U);
+    EXPECT_EQ(::stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, isSuperuser ? 1234 : ::geteuid());
+    EXPECT_EQ(status.st_gid, isSuperuser ? 4321 : ::getegid());
+}
+
 TEST(RealFileSystem, linksStayAndOnlyFilesAreReplaced) {
     const TemporaryDirectory root;
     writeFile(root / "elsewhere/target", "old");
@@ -71,17 +159,6 @@ TEST(RealFileSystem, linksStayAndOnlyFilesAreReplaced) {
     EXPECT_TRUE(disk.exists("loop")) << "what cannot be told counts as there";
     EXPECT_FALSE(disk.open("loop", &handle, FileSystem::ReadMode));
     EXPECT_FALSE(disk.exists("dangling/x"));
-}
-
-TEST(RealFileSystem, replacingTakesTheContentAtOnce) {
-    const TemporaryDirectory root;
-    RealFileSystem disk(QString::fromStdString(root / "a"));
-    EXPECT_FALSE(disk.replace("missing/f", "new"));
-    EXPECT_EQ(disk.error(), save(root / "a", "new", "missing/f"));
-    EXPECT_TRUE(disk.replace("f", "new"));
-    EXPECT_EQ(disk.error(), "");
-    EXPECT_EQ(readFile(root / "a/f"), "new");
-    EXPECT_EQ(listDirectory(root / "a").size(), 1U);
 }
 
 TEST(RealFileSystem, nothingIsBelowARootWithoutAName) {

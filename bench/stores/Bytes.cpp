@@ -1,5 +1,5 @@
-// The measure of load and save: the bytes of the register's file, without any meaning.
-// `bench-bytes run DIRECTORY`: reads the file there once, and writes copies of it.
+// The baseline for load and save: the bytes of the register's file, without interpreting them.
+// `bench-bytes run DIRECTORY` reads the file there once and writes copies of it.
 #include "../Workload.h"
 
 #include <memory>

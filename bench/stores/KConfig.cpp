@@ -9,7 +9,7 @@ namespace {
 struct Config : bench::FileStore {
     struct Key {
         QString group;
-        std::string leaf; ///< what readEntry converts least
+        std::string leaf; ///< the type that readEntry converts least
     };
     static Key key(const std::string &name) {
         const std::size_t slash = name.rfind('/');

@@ -1,4 +1,5 @@
-// LMDB with its defaults. Reads share one transaction, writes another until they are committed.
+// LMDB with its defaults. Reads share one transaction. Writes share another until `save` commits
+// it.
 #include "../Workload.h"
 
 #include <lmdb.h>

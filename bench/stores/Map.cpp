@@ -1,4 +1,4 @@
-// The measure of reads and writes: a hash map of the names, under one lock of the register's kind.
+// The baseline for reads and writes: a hash map of the names, under a lock of the register's type.
 #include "../Workload.h"
 
 #include <boost/thread/recursive_mutex.hpp>

@@ -1,5 +1,5 @@
-// Boost.PropertyTree, in its INFO format, which has levels. It does not replace files by itself:
-// the text is written beside the file and forced to the disk before it takes its name.
+// Boost.PropertyTree, in its INFO format, which has levels. It does not replace files. This program
+// writes the text to a second file, forces it to the disk and renames it.
 #include "../Workload.h"
 
 #include <boost/property_tree/info_parser.hpp>

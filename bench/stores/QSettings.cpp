@@ -1,4 +1,4 @@
-// QSettings of our Qt, in its INI format.
+// QSettings of the Qt that the register uses, in its INI format.
 #include "../Workload.h"
 
 #include <QSettings>

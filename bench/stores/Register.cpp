@@ -1,6 +1,6 @@
-// The register, and what only it has: scopes, callbacks, and threads beside a save.
-// `bench-register scopes|callbacks|numbers|initialize|waits DIRECTORY COUNT GENERATION`, on a
-// filled directory, the values of which they leave.
+// The register, with modes for what only it has: scopes, callbacks, and threads that work during a
+// save. `bench-register scopes|callbacks|numbers|initialize|waits DIRECTORY COUNT GENERATION` runs
+// one mode on a filled directory and leaves the values there unchanged.
 #include "../Workload.h"
 
 #include <register/Register.h>
@@ -18,7 +18,7 @@ struct RegisterStore : bench::FileStore {
     using Key = std::string;
     static constexpr bool isThreadSafe = true;
     static Key key(const std::string &name) { return name; }
-    /// Loads without the two saves of `initialize`, which is measured apart.
+    /// Loads without the two saves of `initialize`, which is measured separately.
     explicit RegisterStore(const std::string &directory)
         : reg((_Register::_UserRegisterPath = directory, _Register::getInstance())) {}
 
@@ -51,8 +51,8 @@ std::vector<std::string> namesOf(int count, const char *leaf) {
     return names;
 }
 
-/// The groups of all three scopes have the same names; a name that is not in the user scope is
-/// looked up among the members of a full group there.
+/// All three scopes have the same groups. Therefore a name that is not in the user scope is
+/// searched for in a full group there.
 void scopes(const std::string &directory, int count, int) {
     _Register::_GlobalRegisterPath = directory;
     _Register::_haveGlobalRegister = true;
@@ -82,7 +82,7 @@ struct Silent : _Register::Callback {
     void *owner() override { return this; }
 };
 
-/// The callbacks' names lie in the groups that are written to.
+/// The callbacks are registered under other names in the groups that are written to.
 void callbacks(const std::string &directory, int count, int) {
     constexpr int callbackCount = 100000;
     RegisterStore store(directory);
@@ -101,7 +101,8 @@ void callbacks(const std::string &directory, int count, int) {
     store.reg.removeCallback(&silent);
 }
 
-/// The heap after 5 bytes (tag and integer) have become 9 (tag and number) everywhere.
+/// The heap after each value of 5 bytes (tag and integer) has been overwritten with 9 bytes (tag
+/// and number).
 void numbers(const std::string &directory, int count, int) {
     const std::vector<std::string> names = namesOf(count, "property");
     const double before = bench::heap();
@@ -114,7 +115,7 @@ void numbers(const std::string &directory, int count, int) {
         require(store.reg.findValue(name, value, UserScope) && value == 0.5, "a wrong number");
 }
 
-/// The longest that a call took on this thread while the other one worked, in milliseconds.
+/// Returns the longest time of a call on this thread, in milliseconds, while another thread works.
 template <class Call, class Work>
 double longest(Call call, Work work) {
     std::atomic<bool> isRunning{true};

@@ -41,7 +41,7 @@ struct Sqlite : bench::FileStore {
         sqlite3_bind_text(_write, 2, text.data(), static_cast<int>(text.size()), nullptr);
         put(key);
     }
-    void discard() { execute("ROLLBACK"); } // or the next run would have to
+    void discard() { execute("ROLLBACK"); } // otherwise the next run has to roll back
     void save() { execute("COMMIT; BEGIN"); }
 
 private:

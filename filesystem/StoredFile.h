@@ -1,0 +1,94 @@
+#pragma once
+
+#include "filesystem/FileLocation.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/stat.h>
+
+namespace filesystem {
+
+/// A register file on disk, and what this process knows of it, so that nothing is lost when it is
+/// replaced:
+///
+/// - A replacement is whole; see `AtomicFile`.
+/// - The first replacement by other content keeps the old file as `NAME.previous`, the previous
+///   generation.
+/// - A file that this object has neither read nor written last (another device, inode, size or
+///   time) is read before it is replaced. A register file of this version is kept as
+///   `NAME.previous` too, and anything else is not replaced: the replacement fails.
+/// - A file without content has nothing to keep. It is a sign of damage, so the previous
+///   generation stays as it is when such a file is replaced.
+///
+/// All names are in the directory of the file that a symbolic link leads to. Not for several
+/// threads at once. A request to cancel the thread waits until a call has returned.
+class StoredFile {
+public:
+    /// The file `name` in a directory. There is no such file where the directory is empty.
+    StoredFile(std::string directory, const std::string &name);
+
+    enum class Result {
+        Done,
+        Missing, ///< the system says that no such file exists
+        Failed   ///< `error` says why
+    };
+
+    /// Reads the whole file, up to the size limit of register files.
+    Result read(std::string &content);
+    /// The content that was read is in use: from here on the file may be replaced.
+    void accept() { _known = _read; }
+
+    /// Replaces the file; creates it and its directory (mode 0700) where they are missing.
+    bool replace(std::string_view content);
+
+    /// Gives a file that cannot be used the name `NAME.damaged`, or `NAME.damaged.2` and so on
+    /// where that is taken. The previous generation takes its place, if it is intact; otherwise
+    /// no file is there. Nothing is deleted. Stores the path that the file has now, and whether the
+    /// previous generation has taken its place.
+    bool setAside(std::string &newPath, bool &previousRestored);
+    /// True when the file exists and has no content, while the previous generation is intact.
+    bool hasLostItsContent() const;
+
+    const std::string &directory() const { return _directory; }
+    /// As it was given to the constructor, "DIRECTORY/NAME".
+    const std::string &path() const { return _path; }
+    /// Why the last call failed: the file, what was being done and the reason. Empty otherwise.
+    const std::string &error() const { return _error; }
+    /// The reason alone.
+    const std::string &reason() const { return _reason; }
+
+private:
+    /// What tells whether a file is the one that was read or written last.
+    struct Identity {
+        explicit Identity(const struct stat &status);
+        bool operator==(const Identity &other) const;
+
+        dev_t device;
+        ino_t inode;
+        off_t size;
+        struct timespec modified;
+    };
+    struct Known {
+        Identity identity;
+        std::string header; ///< of its content; see `registerFormat::headerOf`
+    };
+
+    bool refersToNothing() const;
+    bool fail(const std::string &path, const char *stage);
+    bool failWith(const std::string &path, const char *stage, std::string reason);
+    bool keepOld(const FileLocation &location, std::string_view content);
+    bool keepUnknown(const FileLocation &location, std::string_view content);
+    bool keepAsPrevious(const FileLocation &location);
+
+    std::string _directory;
+    std::string _path;
+    std::string _error;
+    std::string _reason;
+    std::optional<Known> _read;  ///< what has been read, but not yet accepted
+    std::optional<Known> _known; ///< what the file is; none when this is not known
+    bool _previousKept = false;  ///< in this process; another file of its own needs no keeping
+};
+
+} // namespace filesystem
