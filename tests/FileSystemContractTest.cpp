@@ -6,7 +6,10 @@
 #include <climits>
 #include <memory>
 
+#include <dlfcn.h>
+
 using namespace filesystem;
+namespace fs = testing_support::fs;
 using testing_support::TemporaryDirectory;
 using testing_support::thrownBy;
 
@@ -79,35 +82,21 @@ TEST_P(FileSystemContract, directoriesAndFilesAreToldApart) {
 TEST_P(FileSystemContract, openRefusesWhatItCannotOpen) {
     fs->mkdir("/d");
     write("/f", "x");
-    const QString loneSurrogate(QChar(0xD800));
-    const struct {
-        QString path;
-        int mode;
-    } rows[] = {{"/missing", 0},
-                {"/d", 0},
-                {"/d", 1},
-                {"/d/", 1},
-                {"/", 1},
-                {"/f/", 0},
-                {"/f/", 1},
-                {"/f/g", 1},
-                {"/none/f", 1},
-                {"/..", 1},
-                {"/.", 1},
-                {"/d/../f", 0},
-                {"/d/../n", 1},
-                {"/f", 2},
-                {"/f", -1},
-                {"/d/n\uFFFD", 1},
-                {loneSurrogate, 1},
-                {"/" + QString(256, 'n'), 1},
-                {"/" + QString(256, 'n'), 0}};
-    for (const auto &row : rows) {
-        FileHandle *handle = nullptr;
-        EXPECT_FALSE(fs->open(row.path, &handle, FileSystem::FileSystemMode(row.mode)))
-            << row.path.toStdString() << " in mode " << row.mode;
-        EXPECT_EQ(handle, nullptr);
-    }
+    const QString loneSurrogate(QChar(0xD800)), tooLong = "/" + QString(256, 'n');
+    const std::pair<int, std::vector<QString>> rows[] = {
+        {FileSystem::ReadMode, {"/missing", "/d", "/f/", "/d/../f", tooLong}},
+        {FileSystem::WriteMode,
+         {"/d", "/d/", "/", "/f/", "/f/g", "/none/f", "/..", "/.", "/d/../n", "/d/n\uFFFD",
+          loneSurrogate, tooLong}},
+        {2, {"/f"}},
+        {-1, {"/f"}}};
+    for (const auto &[mode, paths] : rows)
+        for (const QString &path : paths) {
+            FileHandle *handle = nullptr;
+            EXPECT_FALSE(fs->open(path, &handle, FileSystem::FileSystemMode(mode)))
+                << path.toStdString() << " in mode " << mode;
+            EXPECT_EQ(handle, nullptr);
+        }
     EXPECT_EQ(names(*fs, "/"), "d/ f ");
     EXPECT_EQ(names(*fs, "/d"), "");
     EXPECT_FALSE(fs->close(nullptr));
@@ -123,6 +112,7 @@ TEST_P(FileSystemContract, typedValuesComeBack) {
     EXPECT_TRUE(fs->writeInt(out, INT_MIN));
     EXPECT_TRUE(fs->writeFloat(out, -1.5F));
     EXPECT_EQ(fs->write(out, "a\0b", 3), 3);
+    EXPECT_EQ(fs->write(out, "a", -1), -1);
     EXPECT_EQ(fs->readByte(out), 0) << "a handle for writing does not read";
     EXPECT_TRUE(fs->close(out));
     EXPECT_EQ(content("/f"), std::string("\x80\xFE\xFF\0\0\0\x80\0\0\xC0\xBF"
@@ -145,7 +135,11 @@ TEST_P(FileSystemContract, typedValuesComeBack) {
     EXPECT_FALSE(fs->skip(in, 4));
     EXPECT_FALSE(fs->seek(in, LONG_MAX, FileSystem::CurrentOrigin));
     EXPECT_EQ(fs->readBytes(in, INT_MAX).size(), 3U);
-    EXPECT_EQ(fs->readBytes(in, -1), "");
+    EXPECT_EQ(fs->tell(in), fs->size(in));
+    EXPECT_TRUE(fs->seek(in, 0, FileSystem::EndOrigin)) << "the end is a position";
+    EXPECT_EQ(fs->readBytes(in, -1) + fs->readBytes(in, INT_MIN), "");
+    char unread = 'x';
+    EXPECT_EQ(fs->read(in, &unread, -1), -1);
     EXPECT_FALSE(fs->writeByte(in, 'x'));
     fs->close(in);
     EXPECT_EQ(fs->size("/f"), 14);
@@ -169,6 +163,7 @@ TEST_P(FileSystemContract, handlesAreSnapshots) {
     write("/g", "old");
     FileHandle *dropped = opened("/g", FileSystem::WriteMode);
     fs->write(dropped, "new", 3);
+    EXPECT_TRUE(fs->seek(dropped, 1, FileSystem::BeginOrigin));
     delete dropped;
     EXPECT_EQ(content("/g"), "old");
     EXPECT_EQ(names(*fs, "/"), "g ") << "nothing stays of a dropped handle";
@@ -205,6 +200,7 @@ TEST_P(FileSystemContract, aSubtreeIsRebuiltElsewhere) {
     EXPECT_FALSE(fs->serialize("/s", *in)) << "a handle for reading";
     EXPECT_FALSE(fs->unserialize("/missing", *in));
     ASSERT_TRUE(fs->unserialize("/t", *in));
+    EXPECT_TRUE(GetParam() || fs->tell(in) == fs->size(in)) << "it is read to its end";
     fs->close(in);
     EXPECT_EQ(names(*fs, "/t"), "a d/ empty/ ");
     EXPECT_EQ(content("/t/a"), std::string("\0\xFF", 2));
@@ -224,25 +220,61 @@ TEST_P(FileSystemContract, aSubtreeIsRebuiltElsewhere) {
 INSTANTIATE_TEST_SUITE_P(FileSystems, FileSystemContract, testing::Bool(),
                          [](const auto &row) { return row.param ? "disk" : "memory"; });
 
-TEST(RAMFileSystem, aRemovedFileStaysRemovedAndABadTreeDoesNotGrow) {
+TEST(RAMFileSystem, aPathIsNeitherTooDeepNorTooLong) {
     RAMFileSystem memory;
-    FileHandle *handle = nullptr;
-    ASSERT_TRUE(memory.open("/f", &handle, FileSystem::WriteMode));
-    EXPECT_TRUE(memory.isFile("/f")) << "it is there from the opening on";
-    memory.remove("/f");
-    memory.writeByte(handle, 'x');
-    EXPECT_TRUE(memory.close(handle));
-    EXPECT_FALSE(memory.exists("/f"));
-
     QString path;
     for (int level = 1; level <= 512; ++level)
         ASSERT_TRUE(memory.mkdir(path += "/d")) << level;
     EXPECT_FALSE(memory.mkdir(path + "/d"));
     EXPECT_TRUE(memory.mkdir("/" + QString(255, QChar(0x20AC))));
-    EXPECT_FALSE(memory.mkdir("/" + QString(256, QChar(0x20AC))));
+    EXPECT_FALSE(memory.mkdir("/" + QString(256, QChar(0xE9))));
     memory.mkdir("/\uFEFFname");
     EXPECT_FALSE(memory.exists("/name"));
     EXPECT_EQ(memory.getFileList("/").rbegin()->name.size(), 5) << "a byte order mark stays";
+}
+
+TEST(RAMFileSystem, aHandleOutlivesItsTree) {
+    auto memory = std::make_unique<RAMFileSystem>();
+    FileHandle *handle = nullptr;
+    ASSERT_TRUE(memory->open("/f", &handle, FileSystem::WriteMode));
+    memory.reset();
+    RAMFileSystem other;
+    EXPECT_TRUE(other.writeByte(handle, 'x'));
+    EXPECT_TRUE(other.close(handle));
+    EXPECT_FALSE(other.exists("/f"));
+}
+
+TEST(RealFileSystem, aTreeIsReadWithoutItsLinksAndBuiltInAnEmptyDirectory) {
+    const TemporaryDirectory root;
+    testing_support::writeFile(root / "full/f", "x");
+    fs::create_directory_symlink(root / "full", root / "full/link");
+    RealFileSystem disk(QString::fromStdString(root.path()));
+    RAMFileSystem memory;
+    FileHandle *handle = nullptr;
+    memory.open("/f", &handle, FileSystem::WriteMode);
+    EXPECT_FALSE(disk.serialize("/full", *handle)) << "it could lead in circles";
+    memory.close(handle);
+    memory.open("/f", &handle, FileSystem::ReadMode);
+    EXPECT_FALSE(disk.unserialize("/full", *handle));
+    memory.close(handle);
+}
+
+TEST(RealFileSystem, aSharedObjectIsLoadedAndGivesItsSymbols) {
+    Dl_info qt = {};
+    ASSERT_NE(::dladdr(reinterpret_cast<void *>(&qVersion), &qt), 0);
+    const fs::path file = fs::canonical(qt.dli_fname);
+    RealFileSystem disk(QString::fromStdString(file.parent_path().string()));
+    const QString name = QString::fromStdString(file.filename().string());
+    void *module = disk.loadModule(name);
+    ASSERT_NE(module, nullptr);
+    EXPECT_NE(disk.getSymbolAddress(module, "qVersion"), nullptr);
+    EXPECT_EQ(disk.getSymbolAddress(module, "noSuchSymbol"), nullptr);
+    EXPECT_EQ(disk.getSymbolAddress(nullptr, "qVersion"), nullptr);
+    EXPECT_TRUE(disk.unloadModule(module));
+    EXPECT_FALSE(disk.unloadModule(nullptr));
+    for (const char *path : {"missing", "..", ""})
+        EXPECT_EQ(disk.loadModule(path), nullptr) << path;
+    EXPECT_EQ(RAMFileSystem().loadModule(name), nullptr);
 }
 
 } // namespace

@@ -8,6 +8,8 @@
 // - "exits" by several threads at once,
 // - "fork" ends a child that has an older state last,
 // - "plain" ends without a save before the exit, or returns from `runHelper`,
+// - "copy" loads a copy of the library, which is at the path VALUE; the exit code is 7 when the two
+//   are not independent,
 // - "spoilt" does so too, after the file has become something else; the exit code is 5 when the
 //   last save reports that.
 #include <register/Property.h>
@@ -18,6 +20,7 @@
 #include <string>
 #include <thread>
 
+#include <dlfcn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,7 +28,8 @@ using namespace utils::properties;
 
 namespace {
 
-/// Constructed before the register, and so destroyed after it.
+/// Constructed before the register, and so destroyed after it. Its changes then are neither saved
+/// nor notified of.
 struct Late {
     ~Late() {
         if (!registerPath.empty()) {
@@ -64,6 +68,20 @@ struct Late {
     std::exit(::read(ready[0], &none, 1) == 0 ? 0 : 1);
 }
 
+/// Loads a second copy of the library. True when the two have nothing in common.
+bool isIndependent(const char *copy) {
+    const void *mutex = _Register::_mutex;
+    const std::string directory = _Register::_UserRegisterPath;
+    void *library = ::dlopen(copy, RTLD_NOW | RTLD_GLOBAL);
+    if (!library)
+        return false;
+    const auto other = reinterpret_cast<_Register &(*)()>(
+        ::dlsym(library, "_ZN5utils10properties9_Register11getInstanceEv"));
+    return other && &other() != &_Register::getInstance() &&
+           !other().propertyExists("UserDataPath") && _Register::_mutex == mutex &&
+           _Register::_UserRegisterPath == directory;
+}
+
 [[noreturn]] void exitWhileBusy(const std::string &name) {
     for (int worker = 0; worker < 4; ++worker)
         std::thread([name, worker] {
@@ -90,8 +108,11 @@ extern "C" [[gnu::visibility("default")]] int runHelper(int count, char **argume
         return 3;
     }
     _Register &reg = _Register::getInstance();
-    late.survivor = Subscription(name, [](auto &) {});
     late.registerPath = arguments[2];
+    if (scope != "plain") // which may be an unload; that comes before the end
+        late.survivor = Subscription("late", [](auto &) { ::_exit(6); });
+    if (scope == "copy" && !isIndependent(value.c_str()))
+        return 7;
     if (scope == "fork")
         outliveTheParent(Property<std::string>(name), value);
     if (scope == "spoilt") {

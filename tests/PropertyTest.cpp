@@ -89,21 +89,6 @@ TEST(Property, nothingStartsTheRegisterBeforeItKnowsItsDirectories) {
     static_assert(!std::is_constructible_v<Property<bool>, const char *, const char *>);
 }
 
-TEST(Property, setAndResetAreToldExceptToTheirSender) {
-    startedRegister();
-    const Property<int> width("ui/width");
-    Told told;
-    int me = 0;
-    const Subscription everything("ui", [&](auto &name) { told.push_back("all:" + name); });
-    const Subscription others(
-        "ui/width", [&](auto &name) { told.push_back("others:" + name); }, &me);
-    width.set(1, &me);
-    width.set(1);
-    width.reset(&me);
-    width.reset(&me); // nothing there any more
-    EXPECT_EQ(told, (Told{"all:ui/width", "others:ui/width", "all:ui/width", "all:ui/width"}));
-}
-
 TEST(Subscription, mayEndOrBeginInsideItsOwnCall) {
     _Register &reg = startedRegister();
     Told told;
@@ -186,6 +171,17 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     reg._writeInteger(nullptr, "p", 3, UserScope);
     reg.closeProperty(late);
     EXPECT_EQ(Property<int>("p").value(), 3) << "another property than the one opened";
+    filesystem::FileHandle &loaded = reg.openProperty("p", _Register::WriteMode, UserScope);
+    filesystem::FileHandle &kept = reg.openProperty("other", _Register::WriteMode, TempScope);
+    reg.delProperty("oth", TempScope);
+    reg.addGroup("oth", TempScope);
+    reg.delProperty("oth", TempScope);
+    reg.load();
+    reg.writeByte(&kept, 'B');
+    reg.closeProperty(loaded);
+    reg.closeProperty(kept);
+    EXPECT_FALSE(reg.propertyExists("p")) << "a load has replaced it";
+    EXPECT_EQ(rawBytes(reg, "/temp/other"), "B") << "its name only begins like one that has gone";
 }
 
 } // namespace

@@ -69,6 +69,7 @@ TEST(PropertyTree, aScopeWhoseRootIsGoneIsEmptyUntilItIsWrittenTo) {
         EXPECT_EQ(thrownBy([&] { reg.openProperty("p", _Register::WriteMode, scope); }),
                   "Cannot open property named p !");
         for (const Operation &write : operations.writes) {
+            EXPECT_NE(thrownBy([&] { write.run(reg, "", scope); }), "nothing") << write.label;
             EXPECT_EQ(thrownBy([&] { write.run(reg, "p", scope); }), "nothing") << write.label;
             EXPECT_EQ(reg.propertyList("", scope).size(), 1U);
             ASSERT_TRUE(reg.remove(root));

@@ -89,7 +89,9 @@ std::string sample() {
 std::string decodedAndEncoded(const std::string &file) {
     SampleTree sample;
     sample.write("gone/before", "x");
+    const std::uint64_t changes = sample.tree.changes();
     sample.decode(file);
+    EXPECT_GT(sample.tree.changes(), changes);
     return sample.encode();
 }
 
@@ -137,9 +139,13 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
     std::string damaged = file;
     damaged.back() = 'z';
     const std::string a = property("a");
-    std::string deep = group("d", 0, "");
-    for (int level = 1; level < 512; ++level)
-        deep = group("d", 0, "", 1, deep);
+    const auto deep = [](int levels, const std::string &property = "") { // below "top"
+        std::string groups = group("d", property.empty() ? 0 : 1, property);
+        for (int level = 1; level < levels; ++level)
+            groups = group("d", 0, "", 1, groups);
+        return fileOf(group("", 0, "", 1, groups));
+    };
+    EXPECT_EQ(errorOf(deep(511)) + errorOf(deep(510, a)), "nothingnothing");
     const auto longPath = [](std::size_t lastName) { // behind 15 groups of 256 bytes, and "top/"
         std::string groups = group(std::string(255, 'd'), 1, property(std::string(lastName, 'p')));
         for (int level = 1; level < 15; ++level)
@@ -174,7 +180,8 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
          structure + "an entry is longer than what holds it (at byte 53)."},
         {fileOf(group("", 1, bytes({1, 0, -1, -1, -1, -1, 'a'}))),
          structure + "an entry is longer than what holds it (at byte 46)."},
-        {fileOf(group("", 0, "", 1, deep)), structure + "it is too deep (at byte 7711)."},
+        {deep(512), structure + "it is too deep (at byte 7711)."},
+        {deep(511, a), structure + "it is too deep (at byte 7711)."},
         {longPath(253), structure + "it is too deep (at byte 4081)."},
     };
     for (const auto &row : rows)
@@ -192,12 +199,19 @@ TEST(RegisterFormat, manyPropertiesAreFoundAndSorted) {
     SampleTree written, read;
     for (int i = 0; i < 20000; ++i)
         written.write(std::to_string(i % 7) + "/" + std::to_string(i), std::to_string(i));
+    // What goes leaves the others in order, and so does what comes behind it.
+    for (const char *name : {"extra/m", "extra/z"})
+        written.write(name, "");
+    for (const char *name : {"2", "extra/z"})
+        EXPECT_TRUE(written.tree.remove(written.top, Name(name)));
+    written.write("extra/a", "");
     read.decode(written.encode());
     EXPECT_EQ(read.encode(), written.encode());
     for (int i = 0; i < 20000; ++i) {
         const std::string name = std::to_string(i % 7) + "/" + std::to_string(i);
         const Tree::Entry entry = read.tree.find(read.top, Name(name));
-        ASSERT_TRUE(entry.isProperty() && read.tree.value(entry) == std::to_string(i)) << name;
+        ASSERT_EQ(entry.isProperty(), i % 7 != 2) << name;
+        ASSERT_TRUE(!entry || read.tree.value(entry) == std::to_string(i)) << name;
     }
 }
 
