@@ -1,6 +1,10 @@
 #include <register/Property.h>
 
-#if __has_include(<tests/Support.h>) || __has_include(<bench/Workload.h>) || __has_include(<register/Saver.h>)
+#if __has_include(<tests/Support.h>)
+#error "The tests can be found."
+#elif __has_include(<bench/Workload.h>)
+#error "The benchmarks can be found."
+#elif __has_include(<register/Saver.h>)
 #error "A header that is not public can be found."
 #endif
 
