@@ -20,14 +20,10 @@ using utils::properties::_Register;
 
 namespace {
 
-/// Saves now instead of at exit, where nobody would hear of a failure; the exit code.
+/// Saves now, because the exit code cannot tell of the save at exit. Returns the exit code.
 int save() {
-    _Register &reg = _Register::getInstance();
-    reg.save();
-    if (reg.saveError().empty())
-        return 0;
-    std::cerr << "desktop-settings: the settings are not saved. " << reg.saveError() << "\n";
-    return 1;
+    _Register::getInstance().save();
+    return _Register::getInstance().saveError().empty() ? 0 : 1;
 }
 
 } // namespace
@@ -35,6 +31,9 @@ int save() {
 int main(int count, char **values) {
     const std::vector<std::string> arguments(values + 1, values + count);
     const std::string command = arguments.empty() ? "" : arguments.front();
+    _Register::setSaveErrorHandler([](const std::string &error) {
+        std::cerr << "desktop-settings: the settings are not saved. " << error << "\n";
+    });
     try {
         if (command == "import" && arguments.size() == 2) {
             _Register::initialize("", arguments[1]);

@@ -6,6 +6,7 @@
 using namespace utils::properties;
 
 int main() {
+    _Register::setSaveErrorHandler([](const std::string &error) { std::cerr << error << "\n"; });
     _Register::initialize("/usr/local/share/hello",
                           QDir::homePath().toStdString() + "/.config/hello");
     const Property<int> width("ui/window/width", 800);

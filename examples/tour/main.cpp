@@ -11,18 +11,35 @@ using namespace utils::properties;
 
 namespace {
 
-/// Without a readable settings file the program should not go on with empty settings.
 //! [start]
 bool startRegister(const std::string &installation, const std::string &home) {
+    _Register::setSaveErrorHandler([](const std::string &error) {
+        std::cerr << "The settings were not saved. " << error << "\n"; // also at exit
+    });
     try {
         _Register::initialize(installation, home);
         return true;
-    } catch (const utils::Exception &error) {
+    } catch (const std::exception &error) { // RegisterFileError or std::bad_alloc
         std::cerr << "The settings cannot be read. " << error.what() << "\n";
-        return false; // the file is as it was; nothing will be written over it
+        return false; // the file is unchanged and is not overwritten
     }
 }
 //! [start]
+
+//! [recover]
+void startInAnyCase(const std::string &installation, const std::string &home) {
+    const Recovery recovery = _Register::initializeOrRecover(installation, home);
+    for (const auto &error : {recovery.globalError, recovery.userError})
+        if (error)
+            std::cerr << error->what() << "\n";
+    if (!recovery.damagedFile.empty())
+        std::cerr << "The damaged file is now " << recovery.damagedFile << ".\n";
+    if (recovery.userError)
+        std::cerr << (recovery.previousRestored ? "Your settings before the last change"
+                                                : "The default settings")
+                  << " are used.\n";
+}
+//! [recover]
 
 //! [properties]
 const Property<QString> theme("ui/theme", QStringLiteral("light"));
@@ -33,7 +50,7 @@ void properties() {
     std::cout << theme.value().toStdString() << "\n"; // user, global, temp or default
     theme.set(QStringLiteral("dark"));                // into the user scope
     if (theme.origin() == UserScope)
-        theme.reset(); // the installation's theme, or the default, shows through
+        theme.reset(); // the installation's theme, or the default, is used again
     zoomLevels.set({0.25, 1, 4});
     firstStart.set(false); // gone when the process ends
 }
@@ -42,7 +59,7 @@ void properties() {
 //! [subscriptions]
 class Editor {
 public:
-    void choose(const QString &name) { theme.set(name, this); } // does not hear of this itself
+    void choose(const QString &name) { theme.set(name, this); } // not notified of its own change
 
 private:
     void reload(const std::string &name) { std::cout << name << " has changed\n"; }
@@ -83,7 +100,7 @@ void handles() {
         const PropertyHandle thumbnail("cache/thumbnail", FileSystem::WriteMode, TempScope);
         reg.write(thumbnail.get(), "any bytes", 9);
     } // closed: the bytes are the property's content now
-    reg.markAsChanged(nullptr, "cache/thumbnail"); // a handle tells nobody by itself
+    reg.markAsChanged(nullptr, "cache/thumbnail"); // a handle does not notify
 
     const PropertyHandle thumbnail("cache/thumbnail", FileSystem::ReadMode, TempScope);
     reg.delProperty("cache", TempScope);
@@ -99,7 +116,7 @@ int main(int count, char **arguments) {
         return 2;
     }
     if (!startRegister(arguments[1], arguments[2]))
-        return 1;
+        startInAnyCase(arguments[1], arguments[2]);
     properties();
     subscriptions();
     groups();
