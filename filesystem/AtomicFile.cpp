@@ -33,12 +33,12 @@ AtomicFile::~AtomicFile() {
         ::unlinkat(_location.directory().number(), _temporary.c_str(), 0);
 }
 
-/// No name that a person would give to a copy, since leftovers of this form are removed.
+/// Leftovers with such a name are removed, so it must not be one that a person gives to a copy.
 std::string AtomicFile::temporaryName(const FileLocation &location) {
     return location.beside(".", ".saving-" + randomPart());
 }
 
-/// Keeps what was being done when it failed.
+/// Stores the stage of a failure. Returns `done`.
 bool AtomicFile::check(bool done, const char *stage) {
     if (!done)
         _stage = stage;
@@ -87,8 +87,8 @@ bool AtomicFile::createTemporary() {
         if (!_file)
             return false;
         _temporary = std::move(name);
-        // Before it was locked, another process may have taken it for a leftover. Where the file
-        // system has no locks, nobody takes anything for one.
+        // Before it was locked, another process may have locked and removed it as a leftover. On a
+        // file system without locks, no process removes leftovers.
         struct stat status = {};
         const bool taken = !posix::lock(_file) && errno == EWOULDBLOCK;
         if (!statNew(status))
@@ -105,7 +105,7 @@ bool AtomicFile::statNew(struct stat &status) const {
     return ::fstat(_file.number(), &status) == 0;
 }
 
-/// Whether the old file may be replaced.
+/// Returns true when there is no old file or it may be replaced.
 bool AtomicFile::checkOld() {
     const int directory = _location.directory().number();
     const char *name = _location.name().c_str();

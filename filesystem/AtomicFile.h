@@ -29,31 +29,31 @@ public:
     AtomicFile(const AtomicFile &) = delete;
     AtomicFile &operator=(const AtomicFile &) = delete;
 
-    // Each step returns false, with `errno`, when it failed; `stage` says at what. The file is the
-    // old one then, except where only the last step of `replace` failed, forcing the directory to
-    // the disk: there it is the new one, but a loss of power may bring the old one back.
+    // A step that fails returns false and sets `errno` and `stage`. The file is then the old one,
+    // unless only forcing the directory to the disk failed, at the end of `replace`. In that case
+    // it is the new one, but a loss of power may bring the old one back.
 
     /// Creates the temporary file.
     bool open();
     /// Writes the content, once, and forces it to the disk.
     bool write(std::string_view bytes);
-    /// Puts the new file in the place of the old one.
+    /// Renames the new file to the old one's name and forces the directory to the disk.
     bool replace();
-    /// True when the new file has taken the place, also where `replace` failed after that.
+    /// True once the new file has the name, even if `replace` failed after that.
     bool isReplaced() const { return _file && _temporary.empty(); }
     /// `write` and `replace`.
     bool commit(std::string_view bytes) { return write(bytes) && replace(); }
 
-    /// A new name for a temporary file beside a file. The next replacement removes what it finds
-    /// under such a name, unless it is locked.
+    /// Returns a new name for a temporary file beside a file. The next replacement removes files
+    /// with such names, unless they are locked.
     static std::string temporaryName(const FileLocation &location);
 
     /// The file that is replaced; once `open` has followed links, their target.
     const FileLocation &location() const { return _location; }
     const std::string &path() const { return _location.path().empty() ? _path : _location.path(); }
-    /// What was being done when a step failed.
+    /// The operation that failed.
     const char *stage() const { return _stage; }
-    /// The status of the new file, which does not change when it is put in its place.
+    /// The status of the new file; renaming does not change it.
     bool statNew(struct stat &status) const;
 
 private:

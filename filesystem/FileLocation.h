@@ -12,8 +12,8 @@ namespace filesystem {
 /// accepts, also for the longer names of files beside it.
 class FileLocation {
 public:
-    /// Follows `path`; the file itself need not exist. False, with `errno`, when that failed;
-    /// `stage` says at what.
+    /// Follows `path`; the file itself need not exist. On failure returns false and sets `errno`
+    /// and `stage`.
     ///
     /// A link in a directory where everybody may create files ("/tmp") is followed only where it
     /// belongs to this user or to the owner of the directory. The system has the same rule, but
@@ -25,7 +25,7 @@ public:
     /// Open for relative calls only (`O_PATH`).
     const posix::Descriptor &directory() const { return _directory; }
     const std::string &name() const { return _name; }
-    /// What was being done when `find` failed.
+    /// The operation of `find` that failed.
     const char *stage() const { return _stage; }
 
     /// The name of another file in the directory: the file's own between a prefix and a suffix.

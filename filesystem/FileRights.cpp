@@ -24,14 +24,15 @@ constexpr const char *accessAcl = "system.posix_acl_access";
 constexpr mode_t ownerBits = 0700;
 constexpr unsigned unchanged = -1U; // as `fchown` has it
 
-/// False for an error. A refusal is none: the process may not do this, or the file system cannot,
-/// and what is there stays.
+/// Returns false for an error. A refusal is not an error: the process may not do this, or the file
+/// system cannot.
 bool doneOrRefused(int result) {
     return result == 0 || errno == EPERM || errno == EACCES || errno == EINVAL ||
            errno == EOVERFLOW || errno == ENOSYS || errno == EOPNOTSUPP;
 }
 
-/// Whether an owner or a group is what it looks like; `map` lists the ids of the user namespace.
+/// Returns false for an id that may stand for another one, from outside the user namespace. `map`
+/// is the file that lists the ids inside.
 bool isKnown(unsigned id, const char *map) {
     constexpr unsigned overflowId = 65534, all = UINT32_MAX;
     if (id != overflowId)
@@ -41,7 +42,7 @@ bool isKnown(unsigned id, const char *map) {
     return file >> inside >> outside >> count && count == all;
 }
 
-/// Which of the old file's the new one has.
+/// What the new file has of the old one.
 struct Kept {
     bool owner = false;
     bool group = false;
@@ -61,7 +62,7 @@ bool giveOwners(const posix::Descriptor &file, const struct stat &old, Kept &kep
     return true;
 }
 
-/// What the process may do with the file, as the bits of an owner.
+/// The rights of the process to the file, as an owner's mode bits.
 mode_t ownRights(const posix::Descriptor &directory, const std::string &name) {
     mode_t rights = 0;
     for (const int access : {R_OK, W_OK, X_OK}) // the same bits as in a mode
@@ -70,7 +71,7 @@ mode_t ownRights(const posix::Descriptor &directory, const std::string &name) {
     return rights << 6U;
 }
 
-/// Reads the ACL; empty when there is none. False when that cannot be told.
+/// Reads the ACL; empty if there is none. Returns false when it cannot be read.
 bool readAcl(const posix::Descriptor &file, std::string &acl) {
     const std::string path = "/proc/self/fd/" + std::to_string(file.number());
     acl.resize(XATTR_SIZE_MAX);
@@ -79,15 +80,15 @@ bool readAcl(const posix::Descriptor &file, std::string &acl) {
     return size != -1 || errno == ENODATA || errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
-/// Makes the bits of the group and the others in `mode` those that the ACL gives to them, and takes
-/// from them what it does not give to everybody it names. False when it cannot be understood.
+/// Sets the bits of the group and of others in `mode` to the rights that the ACL gives to them and
+/// to everybody it names. Returns false for an ACL of unknown form.
 bool narrowToAcl(std::string_view acl, mode_t &mode) {
     ByteReader reader(acl);
     std::uint32_t version = 0, id = 0;
     std::uint16_t tag = 0, rights = 0;
     if (!reader.take(version) || version != POSIX_ACL_XATTR_VERSION || reader.atEnd())
         return false;
-    std::array<mode_t, ACL_OTHER + 1> common; // to all entries with a tag
+    std::array<mode_t, ACL_OTHER + 1> common; // the rights that all entries of a tag have in common
     common.fill(7);
     while (!reader.atEnd()) {
         if (!reader.take(tag) || tag > ACL_OTHER || !reader.take(rights) || !reader.take(id))
@@ -105,15 +106,15 @@ mode_t withoutGroup(mode_t mode) {
     return (mode & ownerBits) | (mode & mode >> 3U & 7U);
 }
 
-/// Gives the ACL, with the owner's rights from `mode`: the first entry is the owner's.
+/// Sets the ACL, with the owner's rights from `mode`. The owner's entry is the first.
 bool giveAcl(const posix::Descriptor &file, std::string acl, mode_t mode) {
     acl[sizeof(posix_acl_xattr_header) + offsetof(posix_acl_xattr_entry, e_perm)] =
         static_cast<char>(mode >> 6U);
     return ::fsetxattr(file.number(), accessAcl, acl.data(), acl.size(), 0) == 0;
 }
 
-/// Gives the mode and no ACL: not the one either that the directory gives to new files. Where that
-/// one cannot be removed it gets an empty mask.
+/// Sets the mode and removes an ACL that the directory gave to the new file. If that ACL cannot be
+/// removed, its mask becomes empty.
 bool giveMode(const posix::Descriptor &file, mode_t mode) {
     ::fremovexattr(file.number(), accessAcl);
     const bool hasAcl = ::fgetxattr(file.number(), accessAcl, nullptr, 0) > 0;

@@ -12,7 +12,7 @@ namespace filesystem::posix {
 
 namespace {
 
-/// Whether `readAll` takes the file; false with the reason in `errno`.
+/// Returns true when `readAll` accepts the file; otherwise sets `errno`.
 bool isReadable(const struct stat &status, std::size_t limit) {
     if (S_ISREG(status.st_mode) && static_cast<std::size_t>(status.st_size) <= limit)
         return true;
@@ -51,7 +51,7 @@ bool readAll(const Descriptor &file, std::size_t limit, std::string &content) {
     struct stat status = {};
     if (!file || ::fstat(file.number(), &status) == -1 || !isReadable(status, limit))
         return false;
-    // One more, so that the end shows in the first read.
+    // One byte more, so that the first read sees the end.
     content.resize(static_cast<std::size_t>(status.st_size) + 1);
     for (std::size_t length = 0;;) {
         const ssize_t count = retryInterrupted(

@@ -44,8 +44,8 @@ private:
     std::unique_ptr<AtomicFile> _file;
 };
 
-/// Copies what is below a directory of one file system into a directory of another, which is empty.
-/// `mayEnter` tells whether a directory's listing is whole.
+/// Copies the content of a directory of one file system into an empty directory of another.
+/// `mayEnter` returns true for a directory that can be listed completely.
 template <class MayEnter>
 bool copyContent(FileSystem &from, const QString &source, FileSystem &to, const QString &target,
                  const MayEnter &mayEnter) {
@@ -80,7 +80,7 @@ RealFileSystem::RealFileSystem(const QString &root) : _root(root) {}
 
 RealFileSystem::~RealFileSystem() = default;
 
-/// Empty, which the system refuses as a path, for what this file system refuses.
+/// The path on disk; empty if refused (system calls then fail with ENOENT).
 std::string RealFileSystem::toSystemPath(const QString &path) const {
     if (_root.isEmpty() || _root.contains(QChar::Null) ||
         _root.contains(QChar::ReplacementCharacter) || !_root.isValidUtf16())
@@ -135,7 +135,7 @@ bool RealFileSystem::open(const QString &path, FileHandle **handle, FileSystemMo
     return mode == WriteMode && openForWriting(path, handle);
 }
 
-/// Keeps what failed, and why: the system's `errno`. Returns false.
+/// Stores the error from the operation and `errno`. Returns false.
 bool RealFileSystem::fail(const std::string &path, const char *stage) {
     const std::string reason = std::generic_category().message(errno);
     _error = path + ": " + stage + ": " + reason;
@@ -145,8 +145,7 @@ bool RealFileSystem::fail(const std::string &path, const char *stage) {
 bool RealFileSystem::openForReading(const QString &path, FileHandle **handle) {
     const std::string target = toSystemPath(path);
     std::string content;
-    const auto file =
-        posix::openForReading(target, O_NONBLOCK); // a pipe must not wait for a writer
+    const auto file = posix::openForReading(target, O_NONBLOCK);
     if (!posix::readAll(file, registerFormat::maxFileSize, content))
         return fail(target, "reading");
     *handle = new FileHandle(QString::fromStdString(target), std::move(content));
@@ -214,7 +213,7 @@ bool RealFileSystem::unserialize(FileHandle &handle) {
 bool RealFileSystem::serialize(const QString &path, FileHandle &handle) const {
     RealFileSystem source(_root);
     RAMFileSystem memory;
-    // Links to directories could lead in circles.
+    // Links to directories could form a cycle.
     const auto isReadable = [&](const QString &directory) {
         const std::string name = toSystemPath(directory);
         std::error_code error;

@@ -52,9 +52,10 @@ public:
     bool hasLostItsContent() const;
 
     const std::string &directory() const { return _directory; }
-    /// As it was given to the constructor, "DIRECTORY/NAME".
+    /// "DIRECTORY/NAME", as given to the constructor.
     const std::string &path() const { return _path; }
-    /// Why the last call failed: the file, what was being done and the reason. Empty otherwise.
+    /// The error of the last call: the file, the operation that failed and the reason. Empty on
+    /// success.
     const std::string &error() const { return _error; }
     /// The reason alone.
     const std::string &reason() const { return _reason; }

@@ -13,25 +13,27 @@ namespace utils::properties {
 /// one.
 ///
 /// A save takes its number and encodes the tree under the register's lock, and writes without it.
-/// Lock order: the register's lock, `_writing`, `_resultMutex`. Who holds one of them takes none
-/// that stands before it, so a save from inside a callback, which holds the first, cannot deadlock.
+/// Lock order: the register's lock, `_writing`, `_resultMutex`. A thread that holds one of them
+/// takes none before it in this order. Therefore a save from a callback, which holds the first,
+/// cannot deadlock.
 class UserFile {
 public:
     using Result = filesystem::StoredFile::Result;
 
-    /// Reads the file in a directory; `reason` is why that failed. See `StoredFile::read`.
+    /// Reads the file in a directory, see `StoredFile::read`. On failure stores the reason.
     Result read(const std::string &directory, std::string &content, std::string &reason);
-    /// The content that was read is in use.
+    /// See `StoredFile::accept`.
     void accept();
 
     /// The number of the next save. Called under the register's lock.
     std::uint64_t nextNumber() { return ++_lastNumber; }
-    /// Replaces the file in a directory. Does nothing when a newer save has been tried there: also
-    /// one that failed may have put its file in place. Returns the error message; empty on success.
+    /// Replaces the file in a directory. Does nothing when a newer save has been tried there,
+    /// because even one that failed may have replaced the file. Returns the error; empty on
+    /// success.
     std::string write(std::uint64_t number, const std::string &directory, const std::string &bytes);
-    /// Keeps the result of a save, unless a newer one has a result.
+    /// Stores the result of a save, unless a newer save has one.
     void setError(std::uint64_t number, std::string error);
-    /// The result of the newest save that has one; empty when it reached the disk.
+    /// The error of the newest save that has a result; empty on success.
     std::string error() const;
 
 private:
