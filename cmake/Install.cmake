@@ -1,5 +1,5 @@
-# Installs the library, its public headers below one versioned root, the CMake package and the
-# pkg-config file.
+# The public headers, in one folder for those who build with the sources and installed below one
+# versioned root for all others; the library, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(REGISTER_PUBLIC_HEADERS
@@ -14,15 +14,23 @@ set(REGISTER_PUBLIC_HEADERS
   register/Register.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/register-1/${folder})
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${folder})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${PROJECT_BINARY_DIR}/include/${header} SYMBOLIC)
+  if(REGISTER_INSTALL)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/register-1/${folder})
+  endif()
 endforeach()
 
 set(REGISTER_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/register)
-install(TARGETS register EXPORT register-targets)
-install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR})
 configure_package_config_file(cmake/register-config.cmake.in register-config.cmake
   INSTALL_DESTINATION ${REGISTER_CMAKE_DIR})
 write_basic_package_version_file(register-config-version.cmake COMPATIBILITY SameMajorVersion)
+
+if(NOT REGISTER_INSTALL)
+  return()
+endif()
+install(TARGETS register EXPORT register-targets)
+install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR})
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/register-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/register-config-version.cmake

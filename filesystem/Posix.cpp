@@ -120,7 +120,7 @@ bool makePath(const std::string &path, mode_t mode) {
         const bool isNew = ::mkdir(directory.c_str(), mode) == 0;
         if (!isNew && errno != EEXIST)
             return false;
-        if (isNew && !syncParent(directory))
+        if (isNew && (::chmod(directory.c_str(), mode) == -1 || !syncParent(directory)))
             return false;
         if (end == std::string::npos)
             return true;

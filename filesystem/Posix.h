@@ -87,8 +87,8 @@ bool lock(const Descriptor &file);
 bool listDirectory(const std::string &path, std::vector<std::string> &names,
                    int directory = AT_FDCWD);
 
-/// Creates a directory and its missing parents, and forces the name of each to the disk, where the
-/// directory that holds it may be read.
+/// Creates a directory and its missing parents, all with this mode, whatever the umask says. Forces
+/// the name of each to the disk, where the directory that holds it may be read.
 bool makePath(const std::string &path, mode_t mode);
 
 } // namespace filesystem::posix

@@ -6,7 +6,7 @@
 #include "register/Lock.h"
 
 #include <cstdlib>
-#include <mutex>
+#include <new>
 
 #include <unistd.h>
 
@@ -15,10 +15,17 @@ namespace utils::properties {
 using filesystem::RealFileSystem;
 using filesystem::toQString;
 
+namespace {
+
+// Static memory, so that nothing is left over when the library is unloaded.
+alignas(boost::recursive_mutex) unsigned char mutexMemory[sizeof(boost::recursive_mutex)];
+
+} // namespace
+
 // At exit these are destroyed in the reverse order, after the last save, because its handlers are
-// registered later. The mutex stays for threads that outlive it.
+// registered later. The mutex is never destroyed: threads that outlive the last save still use it.
 std::string _Register::_BV_REGISTER_NAME = "Brevolant.dat";
-boost::recursive_mutex *_Register::_mutex = new boost::recursive_mutex;
+boost::recursive_mutex *_Register::_mutex = new (mutexMemory) boost::recursive_mutex;
 std::string _Register::_TempRegisterPath = "/temp/";
 std::string _Register::_GlobalRegisterPath;
 std::string _Register::_UserRegisterPath;
@@ -27,15 +34,8 @@ std::shared_ptr<const SaveErrorHandler> Lifetime::saveErrorHandler;
 
 _Register *Lifetime::_instance = nullptr;
 bool Lifetime::_ended = false;
+std::thread::id Lifetime::_exiting;
 int Lifetime::_process = 0;
-
-namespace {
-
-/// Held while the result of the last save is reported. Recursive, because the handler may call
-/// `exit`. Taken after the register's lock.
-std::recursive_mutex lastReport;
-
-} // namespace
 
 _Register &_Register::getInstance() {
     return Lifetime::instance();
@@ -52,29 +52,37 @@ _Register &Lifetime::instance() {
 }
 
 /// Several threads may call `exit` at once. Each then runs some of the exit handlers, and the first
-/// that has none left ends the process. So the last save is registered many times: the first thread
-/// saves, and the others wait in it until that is done. This holds for `handlers` threads.
+/// that finds none left ends the process. So the end is registered many times: one thread saves,
+/// and the others, up to `handlers` in all, wait in it until the process has ended.
 void Lifetime::registerExitHandlers() {
     constexpr int handlers = 16;
     for (int i = 0; i < handlers; ++i)
-        std::atexit([] { end(); });
+        std::atexit([] {
+            end(std::this_thread::get_id());
+            while (_exiting != std::thread::id() && _exiting != std::this_thread::get_id())
+                ::pause();
+            // The threads that wait have taken handlers off the list. The C library reads it again
+            // only after a registration; otherwise it could go on in memory that it has freed.
+            std::atexit([] {});
+        });
 }
 
 /// The last save, after which nobody is notified of anything. The register is not freed at exit:
 /// other threads, and destructors of static objects, may still use it.
-void Lifetime::end() noexcept {
+void Lifetime::end(std::thread::id exiting) noexcept {
     if (!_instance || ::getpid() != _process) // a forked child may find locks that nobody releases
         return;
-    std::unique_lock<boost::recursive_mutex> lock(*_Register::_mutex);
     SaveResult result;
-    if (!_ended) {
+    {
+        const Lock lock(*_Register::_mutex);
+        if (_ended)
+            return;
         result = _instance->trySave();
         _ended = true;
+        _exiting = exiting;
         _instance->_callbacks->clear();
         _instance->_changedProperties.clear();
     }
-    const std::lock_guard<std::recursive_mutex> reporting(lastReport);
-    lock.unlock();
     result.report();
 }
 
@@ -85,7 +93,7 @@ void Lifetime::end() noexcept {
 void Lifetime::unload() noexcept {
     if (_ended || !_instance || ::getpid() != _process)
         return;
-    end();
+    end({});
     delete _instance;
     _instance = nullptr;
 }

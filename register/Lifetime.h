@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace utils::properties {
 
@@ -34,11 +35,12 @@ public:
 
 private:
     static void registerExitHandlers();
-    static void end() noexcept;
+    static void end(std::thread::id exiting) noexcept;
 
     static _Register *_instance;
     static bool _ended;
-    static int _process; ///< the one that constructed the register
+    static std::thread::id _exiting; ///< the thread that saved last, if it did so at exit
+    static int _process;             ///< the one that constructed the register
 };
 
 } // namespace utils::properties

@@ -2,31 +2,85 @@
 //
 // GLOBAL USER SCOPE NAME VALUE starts the register, writes a string and ends; where that did not
 // reach the disk, which it then says, with the exit code 4. Exit code 3 and a message when the
-// register does not start. Instead of a scope: "callback" ends it with `exit` from inside a
-// callback, "busy" while other threads go on using the register.
+// register does not start. Instead of a scope:
+// - "callback" ends it with `exit` from inside a callback,
+// - "busy" while other threads go on using the register,
+// - "exits" by several threads at once,
+// - "fork" ends a child that has an older state last,
+// - "plain" ends without a save before the exit, or returns from `runHelper`,
+// - "copy" loads a copy of the library, which is at the path VALUE; the exit code is 7 when the two
+//   are not independent,
+// - "spoilt" does so too, after the file has become something else; the exit code is 5 when the
+//   last save reports that.
 #include <register/Property.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
 
+#include <dlfcn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace utils::properties;
 
 namespace {
 
-Subscription survivor; // constructed before the register, and so destroyed after it
-
-/// Writes when the register has ended, of which nobody may be told.
+/// Constructed before the register, and so destroyed after it. Its changes then are neither saved
+/// nor notified of.
 struct Late {
     ~Late() {
-        if (isStarted)
-            _Register::getInstance()._writeString(nullptr, "late", "", TempScope);
+        if (!registerPath.empty()) {
+            _Register &reg = _Register::getInstance();
+            reg._writeString(nullptr, "late", "not saved", UserScope);
+            reg.save();
+            reg.load();
+        }
     }
-    bool isStarted = false;
+    Subscription survivor;
+    std::string registerPath;
 } late;
+
+[[noreturn]] void exitTogether() {
+    for (int worker = 0; worker < 8; ++worker)
+        std::thread([] { std::exit(0); }).detach();
+    std::exit(0);
+}
+
+/// The child has the state from before the value, and ends after the value has been saved.
+[[noreturn]] void outliveTheParent(const Property<std::string> &property,
+                                   const std::string &value) {
+    int ready[2] = {};
+    if (::pipe(ready) == -1)
+        ::_exit(1);
+    if (const pid_t child = ::fork(); child != 0) {
+        property.set(value);
+        _Register::getInstance().save();
+        ::close(ready[1]);
+        ::waitpid(child, nullptr, 0);
+        ::_exit(0);
+    }
+    late.registerPath.clear();
+    ::close(ready[1]);
+    char none = 0;
+    std::exit(::read(ready[0], &none, 1) == 0 ? 0 : 1);
+}
+
+/// Loads a second copy of the library. True when the two have nothing in common.
+bool isIndependent(const char *copy) {
+    const void *mutex = _Register::_mutex;
+    const std::string directory = _Register::_UserRegisterPath;
+    void *library = ::dlopen(copy, RTLD_NOW | RTLD_GLOBAL);
+    if (!library)
+        return false;
+    const auto other = reinterpret_cast<_Register &(*)()>(
+        ::dlsym(library, "_ZN5utils10properties9_Register11getInstanceEv"));
+    return other && &other() != &_Register::getInstance() &&
+           !other().propertyExists("UserDataPath") && _Register::_mutex == mutex &&
+           _Register::_UserRegisterPath == directory;
+}
 
 [[noreturn]] void exitWhileBusy(const std::string &name) {
     for (int worker = 0; worker < 4; ++worker)
@@ -43,7 +97,7 @@ struct Late {
 
 } // namespace
 
-int main(int count, char **arguments) {
+extern "C" [[gnu::visibility("default")]] int runHelper(int count, char **arguments) {
     if (count != 6)
         return 2;
     const std::string scope = arguments[3], name = arguments[4], value = arguments[5];
@@ -54,8 +108,17 @@ int main(int count, char **arguments) {
         return 3;
     }
     _Register &reg = _Register::getInstance();
-    late.isStarted = true;
-    survivor = Subscription("late", [](auto &) { _exit(5); });
+    late.registerPath = arguments[2];
+    if (scope != "plain") // which may be an unload; that comes before the end
+        late.survivor = Subscription("late", [](auto &) { ::_exit(6); });
+    if (scope == "copy" && !isIndependent(value.c_str()))
+        return 7;
+    if (scope == "fork")
+        outliveTheParent(Property<std::string>(name), value);
+    if (scope == "spoilt") {
+        _Register::setSaveErrorHandler([](const std::string &) { ::_exit(5); });
+        std::ofstream(late.registerPath + "/Brevolant.dat") << "something else";
+    }
     const Subscription last(scope == "callback" ? name : "", [](auto &) { std::exit(0); });
     reg._writeString(nullptr, name, value,
                      scope == "global" ? GlobalScope
@@ -63,9 +126,17 @@ int main(int count, char **arguments) {
                                        : UserScope);
     if (scope == "busy")
         exitWhileBusy(name);
+    if (scope == "exits")
+        exitTogether();
+    if (scope == "plain" || scope == "spoilt")
+        return 0;
     reg.save();
     if (reg.saveError().empty())
         return 0;
     std::fprintf(stderr, "%s\n", reg.saveError().c_str());
     return 4;
+}
+
+int main(int count, char **arguments) {
+    return runHelper(count, arguments);
 }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include <dlfcn.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -153,16 +154,84 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
     EXPECT_EQ(valueOf("theme"), "dark") << "a later call tries again";
 }
 
-TEST(Lifecycle, anExitFromACallbackOrBesideBusyThreadsSavesAndEnds) {
-    ASSERT_EQ(runHelper("callback theme dark"), 0);
+TEST(Lifecycle, everyExitSavesOnce) {
+    for (const char *end : {"callback", "plain", "fork"})
+        ASSERT_EQ(runHelper(std::string(end) + " " + end + " saved"), 0);
     for (int round = 0; round < 20; ++round)
-        ASSERT_EQ(runHelper("busy round " + std::to_string(round)), 0);
+        for (const std::string end : {"busy", "exits"})
+            ASSERT_EQ(runHelper(end + " " + end + std::to_string(round) + " saved"), 0);
+    const _Register &reg = startedRegister();
+    EXPECT_EQ(valueOf("callback") + valueOf("plain") + valueOf("fork"), "savedsavedsaved");
+    EXPECT_EQ(reg.propertyList("", UserScope).size(), 43U) << "and nothing after the last save";
+    EXPECT_EQ(runHelper("spoilt theme dark"), 5) << "a failure of the last save is reported";
+}
+
+TEST(Lifecycle, aSecondCopyOfTheLibraryIsIndependent) {
+    const std::string copy = dataDirectory() / "libother.so";
+    fs::copy(REGISTER_LIBRARY, copy);
+    EXPECT_EQ(runHelper("copy saved " + copy), 0);
     startedRegister();
+    EXPECT_EQ(valueOf("saved"), copy);
+}
+
+TEST(Lifecycle, unloadingTheLibrarySavesAndTheNextLoadStartsAfresh) {
+    for (std::string value : {"first", "second"}) {
+        void *plugin = ::dlopen(REGISTER_PLUGIN, RTLD_NOW);
+        ASSERT_NE(plugin, nullptr) << ::dlerror();
+        std::string global = globalDirectory(), user = userDirectory(), scope = "plain";
+        char *arguments[] = {nullptr,      global.data(), user.data(),
+                             scope.data(), value.data(),  value.data()};
+        EXPECT_EQ(
+            reinterpret_cast<int (*)(int, char **)>(::dlsym(plugin, "runHelper"))(6, arguments), 0);
+        EXPECT_NE(readFile("/proc/self/maps").find("libregister.so"), std::string::npos);
+        ::dlclose(plugin);
+        EXPECT_EQ(readFile("/proc/self/maps").find("libregister.so"), std::string::npos);
+    }
+    startedRegister();
+    EXPECT_EQ(valueOf("first") + valueOf("second"), "firstsecond");
+}
+
+TEST(Lifecycle, aStartThatRecoversGoesOnBesideAnyFile) {
+    const auto start = [](const std::string &user) {
+        const Recovery recovery = _Register::initializeOrRecover(globalDirectory(), user);
+        return (recovery.globalError ? recovery.globalError->reason() : "-") + "|" +
+               (recovery.userError ? recovery.userError->what() : "-") + "|" +
+               recovery.damagedFile + (recovery.previousRestored ? "|restored" : "");
+    };
+    ASSERT_EQ(runHelper("plain theme dark"), 0);
+    ASSERT_EQ(runHelper("plain theme light"), 0); // "dark" is the previous generation
+    writeFile(userFile(), "");
+    fs::create_directories(globalDirectory() + "/Brevolant.dat");
+    EXPECT_EQ(start(userDirectory()), "Is a directory|" + userFile() +
+                                          ": The register file is empty.|" + userFile() +
+                                          ".damaged|restored");
     EXPECT_EQ(valueOf("theme"), "dark");
-    EXPECT_EQ(valueOf("round"), "19");
+    EXPECT_EQ(valueOf("GlobalDataPath") + valueOf("UserDataPath"),
+              globalDirectory() + userDirectory());
+    EXPECT_EQ(_Register::getInstance().saveError(), "");
+    EXPECT_EQ(start(userDirectory()), "-|-|") << "it has started";
+}
+
+TEST(Lifecycle, aStartThatRecoversGoesOnWithoutADirectory) {
+    const std::string loop = dataDirectory() / "loop";
+    fs::create_symlink("loop", loop);
+    const Recovery recovery = _Register::initializeOrRecover(globalDirectory(), loop);
+    EXPECT_EQ(recovery.userError->what(), "Can't open " + loop + "/Brevolant.dat");
+    EXPECT_EQ(recovery.userError->reason(), "Too many levels of symbolic links");
+    EXPECT_EQ(recovery.damagedFile, "");
+    EXPECT_EQ(valueOf("UserDataPath"), loop);
+    EXPECT_EQ(_Register::getInstance().saveError(),
+              loop + "/Brevolant.dat: opening its directory: Too many levels of symbolic links");
 }
 
 TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
+    std::string reported;
+    _Register::setSaveErrorHandler([&](const std::string &error) {
+        EXPECT_TRUE(lockIsFree());
+        reported += error;
+        _Register::getInstance().save(); // fails, but does not come here again
+        throw 1;
+    });
     _Register &reg = startedRegister();
     reg._writeInteger(nullptr, "kept", 1, UserScope);
     reg.save();

@@ -1,5 +1,5 @@
-// Real desktop settings in the register: imports what `gsettings list-recursively` prints, then
-// runs as an application of that desktop.
+// Desktop settings in the register: imports what `gsettings list-recursively` prints, then runs as
+// an application of that desktop.
 //
 //   desktop-settings import DIRECTORY < SETTINGS
 //   desktop-settings first-run INSTALLATION HOME
@@ -18,6 +18,20 @@
 
 using utils::properties::_Register;
 
+namespace {
+
+/// Saves now instead of at exit, where nobody would hear of a failure; the exit code.
+int save() {
+    _Register &reg = _Register::getInstance();
+    reg.save();
+    if (reg.saveError().empty())
+        return 0;
+    std::cerr << "desktop-settings: the settings are not saved. " << reg.saveError() << "\n";
+    return 1;
+}
+
+} // namespace
+
 int main(int count, char **values) {
     const std::vector<std::string> arguments(values + 1, values + count);
     const std::string command = arguments.empty() ? "" : arguments.front();
@@ -25,7 +39,7 @@ int main(int count, char **values) {
         if (command == "import" && arguments.size() == 2) {
             _Register::initialize("", arguments[1]);
             importSettings(std::cin, _Register::getInstance());
-            return 0;
+            return save();
         }
         if ((command == "first-run" || command == "second-run") && arguments.size() == 3) {
             _Register::initialize(arguments[1], arguments[2]);
@@ -33,7 +47,7 @@ int main(int count, char **values) {
                 firstRun();
             else
                 secondRun();
-            return 0;
+            return save();
         }
     } catch (const utils::Exception &error) {
         std::cerr << "desktop-settings: " << error.what() << "\n";

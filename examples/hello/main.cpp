@@ -6,7 +6,8 @@
 using namespace utils::properties;
 
 int main() {
-    _Register::initialize("/usr/share/hello", QDir::homePath().toStdString() + "/.config/hello");
+    _Register::initialize("/usr/local/share/hello",
+                          QDir::homePath().toStdString() + "/.config/hello");
     const Property<int> width("ui/window/width", 800);
     const Subscription sub("ui",
                            [](const std::string &name) { std::cout << name << " changed\n"; });

@@ -104,4 +104,12 @@ int main(int count, char **arguments) {
     subscriptions();
     groups();
     handles();
+
+    // The exit would save too, but could tell nobody that it failed.
+    _Register &reg = _Register::getInstance();
+    reg.save();
+    if (!reg.saveError().empty()) {
+        std::cerr << "The settings are not saved. " << reg.saveError() << "\n";
+        return 1;
+    }
 }

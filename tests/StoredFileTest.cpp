@@ -1,0 +1,196 @@
+// What a save keeps of the file that it replaces, and what it leaves alone.
+#include "filesystem/StoredFile.h"
+
+#include "filesystem/Posix.h"
+#include "filesystem/RAMFileSystem.h"
+#include "tests/Support.h"
+
+#include <algorithm>
+#include <thread>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace filesystem;
+using namespace testing_support;
+
+static uid_t strangersId = 0; ///< of the user that this process pretends to be, if not 0
+
+extern "C" uid_t geteuid() noexcept {
+    return strangersId != 0 ? strangersId : ::getuid();
+}
+
+namespace {
+
+/// A register file with one property of that name.
+std::string registerFile(const QString &property) {
+    struct Writer : FileHandle {
+        Writer() : FileHandle(QString()) {}
+    } bytes;
+    RAMFileSystem tree;
+    FileHandle *handle = nullptr;
+    tree.open(property, &handle, FileSystem::WriteMode);
+    tree.close(handle);
+    tree.serialize(bytes);
+    return std::string(bytes.bytes());
+}
+
+class Stored : public ::testing::Test {
+protected:
+    const TemporaryDirectory dir;
+    const std::string file = dir / "f", previous = dir / "f.previous";
+    // Of different sizes: the clock of a file system may stand still between two writes.
+    const std::string a = registerFile("a"), b = registerFile("bb"), c = registerFile("ccc");
+    StoredFile stored{dir.path(), "f"};
+
+    void readAndAccept() {
+        std::string content;
+        ASSERT_EQ(stored.read(content), StoredFile::Result::Done);
+        stored.accept();
+    }
+};
+
+TEST_F(Stored, theFirstChangeKeepsThePreviousGeneration) {
+    writeFile(file, a);
+    ::chmod(file.c_str(), 0640);
+    readAndAccept();
+    EXPECT_TRUE(stored.replace(a));
+    EXPECT_FALSE(fs::exists(previous)) << "nothing has changed";
+    for (const std::string &content : {b, c, a})
+        EXPECT_TRUE(stored.replace(content)) << stored.error();
+    EXPECT_EQ(readFile(file), a);
+    EXPECT_EQ(readFile(previous), a) << "of all generations the one before this process";
+    EXPECT_EQ(fs::status(previous).permissions(), fs::perms(0640));
+    EXPECT_EQ(listDirectory(dir.path()).size(), 2U);
+
+    readAndAccept();
+    fs::remove(previous);
+    fs::create_directory(previous);
+    stored = StoredFile(dir.path(), "f");
+    readAndAccept();
+    EXPECT_FALSE(stored.replace(b)) << "what cannot be kept is not replaced";
+    EXPECT_EQ(stored.error(), file + ": keeping the previous generation: Is a directory");
+    EXPECT_EQ(readFile(file), a);
+    EXPECT_EQ(listDirectory(dir.path()).size(), 2U);
+}
+
+TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
+    writeFile(file, a);
+    EXPECT_TRUE(stored.replace(a));
+    EXPECT_FALSE(fs::exists(previous)) << "equal content is not lost";
+    for (const std::string &others : {b, c}) {
+        writeFile(file, others);
+        EXPECT_TRUE(stored.replace(a)) << stored.error();
+        EXPECT_EQ(readFile(previous), others) << "each time";
+    }
+    std::string newer = b, damaged = b;
+    ++newer[8];
+    damaged.back() ^= 1;
+    const std::pair<std::string, std::string> foreign[] = {
+        {"a poem", "This is not a register file."},
+        {newer, "The register file has version 2; this library reads version 1."},
+        {damaged, "The register file is damaged: its checksum does not match."},
+        {b.substr(0, 40), "The register file is damaged: it should hold 22 bytes after its header "
+                          "and holds 8."}};
+    for (const auto &[content, reason] : foreign) {
+        writeFile(file, content);
+        EXPECT_FALSE(stored.replace(a));
+        EXPECT_EQ(stored.error(), file + ": leaving it as it is: " + reason);
+        EXPECT_EQ(readFile(file), content);
+        std::string seen;
+        EXPECT_EQ(stored.read(seen), StoredFile::Result::Done); // but it is not accepted
+        EXPECT_FALSE(stored.replace(a));
+    }
+    writeFile(file, "");
+    EXPECT_TRUE(stored.replace(a)) << stored.error();
+    EXPECT_TRUE(stored.replace(b)) << stored.error();
+    EXPECT_EQ(readFile(previous), c) << "an empty file takes the place of no generation";
+}
+
+TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
+    const auto setAside = [&] {
+        std::string newPath;
+        bool restored = false;
+        EXPECT_TRUE(stored.setAside(newPath, restored)) << stored.error();
+        return newPath.substr(dir.path().size()) + (restored ? " restored" : "");
+    };
+    writeFile(file, "damaged");
+    writeFile(previous, "damaged too");
+    EXPECT_EQ(setAside(), "/f.damaged");
+    EXPECT_FALSE(fs::exists(file));
+    writeFile(file, "damaged again");
+    writeFile(previous, a);
+    EXPECT_EQ(setAside(), "/f.damaged.2 restored");
+    EXPECT_EQ(readFile(file), a);
+    EXPECT_EQ(readFile(dir / "f.damaged") + readFile(dir / "f.damaged.2"), "damageddamaged again");
+    readAndAccept();
+    EXPECT_TRUE(stored.replace(b)) << "both names are of one file: " << stored.error();
+    EXPECT_EQ(readFile(previous), a);
+
+    writeFile(file, "");
+    EXPECT_TRUE(stored.hasLostItsContent());
+    fs::remove(file);
+    fs::create_directory(file);
+    EXPECT_FALSE(stored.hasLostItsContent());
+    EXPECT_EQ(setAside(), "/f.damaged.3 restored");
+    EXPECT_EQ(readFile(file), a);
+    EXPECT_EQ(listDirectory(dir.path()).size(), 5U);
+}
+
+TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
+    std::string deep = dir.path();
+    while (deep.size() < 4050)
+        fs::create_directory(
+            deep += "/" + std::string(std::min<std::size_t>(200, 4070 - deep.size()), 'd'));
+    const std::string name(4093 - deep.size(), 'n'), longName(250, 'l');
+    fs::create_symlink(longName, dir / "link");
+    for (StoredFile longFile : {StoredFile(deep, name), StoredFile(dir.path(), "link")}) {
+        EXPECT_TRUE(longFile.replace(a)) << longFile.error();
+        EXPECT_TRUE(longFile.replace(b)) << longFile.error();
+        std::string content;
+        EXPECT_EQ(longFile.read(content), StoredFile::Result::Done) << longFile.error();
+        EXPECT_EQ(content, b);
+        EXPECT_EQ(listDirectory(fs::path(longFile.path()).parent_path()).size(),
+                  longFile.directory() == deep ? 2U : 4U);
+    }
+}
+
+TEST_F(Stored, linksOfStrangersInSharedDirectoriesAreNotFollowed) {
+    const std::string link =
+        fs::temp_directory_path() / ("register-test-link-" + std::to_string(::getpid()));
+    fs::create_symlink(file, link); // in /tmp, which everybody may write to
+    if (::getuid() == 0) {
+        EXPECT_EQ(::lchown(link.c_str(), 12345, 12345), 0);
+    }
+    StoredFile shared(fs::path(link).parent_path(), fs::path(link).filename());
+    strangersId = 54321;
+    EXPECT_FALSE(shared.replace(a));
+    EXPECT_EQ(shared.error(), link + ": following the symbolic link: Permission denied");
+    std::string content;
+    EXPECT_EQ(shared.read(content), StoredFile::Result::Failed);
+    strangersId = ::getuid() == 0 ? 12345 : 0;
+    EXPECT_TRUE(shared.replace(a)) << shared.error();
+    EXPECT_EQ(readFile(file), a);
+    fs::remove(link);
+}
+
+TEST_F(Stored, aReaderStopsAtTheLimitAndACancelledThreadAfterTheCall) {
+    const auto endless = posix::openForReading("/proc/self/maps", O_NONBLOCK); // of size 0
+    std::string content;
+    EXPECT_FALSE(posix::readAll(endless, 100, content));
+    EXPECT_EQ(errno, EFBIG);
+
+    bool saved = false, isBehind = false;
+    std::thread([&] {
+        ::pthread_cancel(::pthread_self());
+        saved = stored.replace(a);
+        ::pthread_testcancel();
+        isBehind = true;
+    }).join();
+    EXPECT_TRUE(saved && !isBehind);
+    EXPECT_EQ(readFile(file), a);
+}
+
+} // namespace
