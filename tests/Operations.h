@@ -68,6 +68,8 @@ struct Operations {
             {"removeCallback", [](auto &reg, auto &, auto) { reg.removeCallback(nullptr); }},
             {"markAsChanged", [](auto &reg, auto &name, auto) { reg.markAsChanged(&reg, name); }},
             {"notify", [](auto &reg, auto &, auto) { reg.notify(&reg); }},
+            {"setSaveErrorHandler",
+             [](auto &, auto &, auto) { _Register::setSaveErrorHandler(nullptr); }},
             {"save", [](auto &reg, auto &, auto) { reg.save(); }},
         };
     }
