@@ -238,9 +238,10 @@ TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
     reg.remove("/user");
     reg.save();
     EXPECT_EQ(reg.saveError(), "The user scope has been removed.");
-    reg._writeInteger(nullptr, "unsaved", 1, UserScope);
     reg.load();
     EXPECT_TRUE(reg.propertyExists("kept", UserScope)) << "a load makes the scope again";
+    reg._writeInteger(nullptr, "unsaved", 1, UserScope);
+    reg.load();
     EXPECT_FALSE(reg.propertyExists("unsaved", UserScope)) << "and replaces what it holds";
     reg._writeString(nullptr, "large", std::string(std::size_t{256} << 20, 'x'), UserScope);
     reg.save();
