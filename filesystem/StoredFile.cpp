@@ -41,7 +41,7 @@ bool readBeside(const FileLocation &location, const std::string &name, std::stri
     return file && posix::readAll(file, registerFormat::maxFileSize, content);
 }
 
-/// Whether a file beside can be loaded.
+/// Returns true when a file beside can be loaded.
 bool isIntact(const FileLocation &location, const std::string &name) {
     try {
         Tree scratch;
@@ -84,13 +84,21 @@ bool syncDirectory(const FileLocation &location) {
     return directory && posix::syncDirectory(directory);
 }
 
-/// Gives the file a name, unless that is taken (`EEXIST`). Tells whether it has its old name too.
+/// Gives the file a name, unless that is taken (`EEXIST`). Stores whether it keeps its own name
+/// too, which it does except for a directory or on a file system without hard links.
 bool giveFreeName(const FileLocation &location, const std::string &name, bool &keepsItsOwn) {
     const int directory = location.directory().number();
-    const char *from = location.name().c_str();
-    keepsItsOwn = ::linkat(directory, from, directory, name.c_str(), 0) == 0;
-    return keepsItsOwn || (errno != EEXIST && ::renameat2(directory, from, directory, name.c_str(),
-                                                          RENAME_NOREPLACE) == 0);
+    const char *from = location.name().c_str(), *to = name.c_str();
+    keepsItsOwn = ::linkat(directory, from, directory, to, 0) == 0;
+    if (keepsItsOwn || errno == EEXIST)
+        return keepsItsOwn;
+    if (::renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL) // the file system knows the flag
+        return false;
+    const bool isTaken = ::faccessat(directory, to, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+    errno = isTaken ? EEXIST : errno;
+    return !isTaken && errno == ENOENT && ::renameat(directory, from, directory, to) == 0;
 }
 
 } // namespace
@@ -164,7 +172,7 @@ bool StoredFile::replace(std::string_view content) {
     return done || fail(file.path(), file.stage());
 }
 
-/// Keeps what the replacement by `content` would lose. False when it cannot, or must not be lost.
+/// Keeps what the replacement by `content` would destroy. Returns false when that cannot be kept.
 bool StoredFile::keepOld(const FileLocation &location, std::string_view content) {
     struct stat old = {};
     if (::fstatat(location.directory().number(), location.name().c_str(), &old,
@@ -214,6 +222,8 @@ bool StoredFile::setAside(std::string &newPath, bool &previousRestored) {
         if (errno != EEXIST)
             return fail(location.path(), "setting it aside");
     }
+    if (!syncDirectory(location)) // before the file loses its own name
+        return fail(location.path(), "setting it aside");
     newPath = location.pathBeside(name);
     previousRestored = restorable && duplicate(location, previous, location.name());
     if (keepsItsOwn && !previousRestored)

@@ -7,7 +7,7 @@
 // - "busy" while other threads go on using the register,
 // - "exits" by several threads at once,
 // - "fork" ends a child that has an older state last,
-// - "plain" ends without a save before the exit, or returns from `runHelper`,
+// - "plain" ends without a save before the exit, and "unload" returns from `runHelper`,
 // - "copy" loads a copy of the library, which is at the path VALUE; the exit code is 7 when the two
 //   are not independent,
 // - "spoilt" does so too, after the file has become something else; the exit code is 5 when the
@@ -108,16 +108,17 @@ extern "C" [[gnu::visibility("default")]] int runHelper(int count, char **argume
         return 3;
     }
     _Register &reg = _Register::getInstance();
-    late.registerPath = arguments[2];
-    if (scope != "plain") // which may be an unload; that comes before the end
+    if (scope != "unload") { // where `late` is destroyed before the register
+        late.registerPath = arguments[2];
         late.survivor = Subscription("late", [](auto &) { ::_exit(6); });
+    }
     if (scope == "copy" && !isIndependent(value.c_str()))
         return 7;
     if (scope == "fork")
         outliveTheParent(Property<std::string>(name), value);
     if (scope == "spoilt") {
         _Register::setSaveErrorHandler([](const std::string &) { ::_exit(5); });
-        std::ofstream(late.registerPath + "/Brevolant.dat") << "something else";
+        std::ofstream(arguments[2] + std::string("/Brevolant.dat")) << "something else";
     }
     const Subscription last(scope == "callback" ? name : "", [](auto &) { std::exit(0); });
     reg._writeString(nullptr, name, value,
@@ -128,7 +129,7 @@ extern "C" [[gnu::visibility("default")]] int runHelper(int count, char **argume
         exitWhileBusy(name);
     if (scope == "exits")
         exitTogether();
-    if (scope == "plain" || scope == "spoilt")
+    if (scope == "plain" || scope == "unload" || scope == "spoilt")
         return 0;
     reg.save();
     if (reg.saveError().empty())

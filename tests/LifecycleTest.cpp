@@ -178,7 +178,7 @@ TEST(Lifecycle, unloadingTheLibrarySavesAndTheNextLoadStartsAfresh) {
     for (std::string value : {"first", "second"}) {
         void *plugin = ::dlopen(REGISTER_PLUGIN, RTLD_NOW);
         ASSERT_NE(plugin, nullptr) << ::dlerror();
-        std::string global = globalDirectory(), user = userDirectory(), scope = "plain";
+        std::string global = globalDirectory(), user = userDirectory(), scope = "unload";
         char *arguments[] = {nullptr,      global.data(), user.data(),
                              scope.data(), value.data(),  value.data()};
         EXPECT_EQ(

@@ -70,7 +70,9 @@ std::string save(const std::string &root, const std::string &content, const char
 
 TEST(RealFileSystem, aNewFileIsPrivateAndAnOldOneKeepsItsMode) {
     const TemporaryDirectory root;
+    const mode_t usual = ::umask(0777);
     EXPECT_EQ(save(root / "a/b", "new"), "");
+    ::umask(usual);
     EXPECT_EQ(modeOf(root / "a"), 0700U);
     EXPECT_EQ(modeOf(root / "a/b"), 0700U);
     EXPECT_EQ(modeOf(root / "a/b/f"), 0600U);

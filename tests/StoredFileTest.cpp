@@ -104,6 +104,7 @@ TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
         EXPECT_FALSE(stored.replace(a));
     }
     writeFile(file, "");
+    stored = StoredFile(dir.path(), "f");
     EXPECT_TRUE(stored.replace(a)) << stored.error();
     EXPECT_TRUE(stored.replace(b)) << stored.error();
     EXPECT_EQ(readFile(previous), c) << "an empty file takes the place of no generation";
@@ -116,15 +117,20 @@ TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
         EXPECT_TRUE(stored.setAside(newPath, restored)) << stored.error();
         return newPath.substr(dir.path().size()) + (restored ? " restored" : "");
     };
-    writeFile(file, "damaged");
+    writeFile(file, "1");
     writeFile(previous, "damaged too");
     EXPECT_EQ(setAside(), "/f.damaged");
     EXPECT_FALSE(fs::exists(file));
-    writeFile(file, "damaged again");
+    writeFile(file, "2");
+    writeFile(previous, "");
+    EXPECT_EQ(setAside(), "/f.damaged.2");
+    writeFile(file, "3");
     writeFile(previous, a);
-    EXPECT_EQ(setAside(), "/f.damaged.2 restored");
+    EXPECT_EQ(setAside(), "/f.damaged.3 restored");
     EXPECT_EQ(readFile(file), a);
-    EXPECT_EQ(readFile(dir / "f.damaged") + readFile(dir / "f.damaged.2"), "damageddamaged again");
+    EXPECT_EQ(readFile(dir / "f.damaged") + readFile(dir / "f.damaged.2") +
+                  readFile(dir / "f.damaged.3"),
+              "123");
     readAndAccept();
     EXPECT_TRUE(stored.replace(b)) << "both names are of one file: " << stored.error();
     EXPECT_EQ(readFile(previous), a);
@@ -134,9 +140,9 @@ TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
     fs::remove(file);
     fs::create_directory(file);
     EXPECT_FALSE(stored.hasLostItsContent());
-    EXPECT_EQ(setAside(), "/f.damaged.3 restored");
+    EXPECT_EQ(setAside(), "/f.damaged.4 restored");
     EXPECT_EQ(readFile(file), a);
-    EXPECT_EQ(listDirectory(dir.path()).size(), 5U);
+    EXPECT_EQ(listDirectory(dir.path()).size(), 6U);
 }
 
 TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
@@ -174,22 +180,30 @@ TEST_F(Stored, linksOfStrangersInSharedDirectoriesAreNotFollowed) {
     EXPECT_TRUE(shared.replace(a)) << shared.error();
     EXPECT_EQ(readFile(file), a);
     fs::remove(link);
+
+    const std::string own = dir / "shared/link"; // of the owner of the directory
+    fs::create_directory(dir / "shared");
+    ::chmod((dir / "shared").c_str(), 01777);
+    fs::create_symlink(file, own);
+    strangersId = 54321;
+    EXPECT_TRUE(StoredFile(dir / "shared", "link").replace(a));
 }
 
-TEST_F(Stored, aReaderStopsAtTheLimitAndACancelledThreadAfterTheCall) {
+TEST_F(Stored, aReaderStopsAtTheLimitAndACancellationWaits) {
     const auto endless = posix::openForReading("/proc/self/maps", O_NONBLOCK); // of size 0
     std::string content;
     EXPECT_FALSE(posix::readAll(endless, 100, content));
     EXPECT_EQ(errno, EFBIG);
 
-    bool saved = false, isBehind = false;
+    bool saved = false;
+    int state = PTHREAD_CANCEL_DISABLE;
     std::thread([&] {
         ::pthread_cancel(::pthread_self());
         saved = stored.replace(a);
-        ::pthread_testcancel();
-        isBehind = true;
+        ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state); // else the next output ends it
     }).join();
-    EXPECT_TRUE(saved && !isBehind);
+    EXPECT_TRUE(saved);
+    EXPECT_EQ(state, PTHREAD_CANCEL_ENABLE);
     EXPECT_EQ(readFile(file), a);
 }
 
