@@ -60,9 +60,9 @@ bool AtomicFile::write(std::string_view bytes) {
            check(posix::syncFile(_file), "forcing it to the disk");
 }
 
-bool AtomicFile::replace() {
+bool AtomicFile::replace(const std::string &name) {
     const int directory = _location.directory().number();
-    if (!check(::renameat(directory, _temporary.c_str(), directory, _location.name().c_str()) == 0,
+    if (!check(::renameat(directory, _temporary.c_str(), directory, name.c_str()) == 0,
                "putting it in its place"))
         return false;
     _temporary.clear();

@@ -38,7 +38,9 @@ public:
     /// Writes the content, once, and forces it to the disk.
     bool write(std::string_view bytes);
     /// Renames the new file to the old one's name and forces the directory to the disk.
-    bool replace();
+    bool replace() { return replace(_location.name()); }
+    /// Renames it to another name in the directory instead, replacing what has that name.
+    bool replace(const std::string &name);
     /// True once the new file has the name, even if `replace` failed after that.
     bool isReplaced() const { return _file && _temporary.empty(); }
     /// `write` and `replace`.

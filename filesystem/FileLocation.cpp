@@ -43,6 +43,10 @@ bool FileLocation::moveTo(const std::string &path) {
     _directory =
         posix::openForReading(parent.empty() ? "." : parent.string(), O_DIRECTORY | O_PATH, from);
     _name = next.filename().string();
+    if (_directory && _name.empty()) { // a link to "directory/"
+        errno = EISDIR;
+        return false;
+    }
     return bool(_directory);
 }
 

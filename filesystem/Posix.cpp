@@ -27,6 +27,10 @@ bool syncParent(const std::string &directory) {
 
 } // namespace
 
+bool meansMissing(int reason) {
+    return reason == ENOENT || reason == ENOTDIR || reason == ENAMETOOLONG;
+}
+
 Descriptor::~Descriptor() {
     const int reason = errno;
     if (_number != -1)

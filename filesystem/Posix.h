@@ -23,6 +23,12 @@ auto retryInterrupted(Call call) {
     return result;
 }
 
+/// The mode of directories that are created for one user.
+constexpr mode_t privateDirectory = 0700;
+
+/// True for an `errno` that says that nothing is at a path. Others may hide an existing file.
+bool meansMissing(int reason);
+
 /// An open file or directory, or none. The destructor closes it and preserves `errno`, which may
 /// hold the reason of a failure.
 class Descriptor {

@@ -23,8 +23,6 @@ namespace filesystem {
 
 namespace {
 
-constexpr mode_t privateDirectory = 0700;
-
 bool isSystemName(const QString &component) {
     return component != QLatin1String(".") && component != QLatin1String("..") &&
            !component.contains(QChar::Null) && !component.contains(QChar::ReplacementCharacter) &&
@@ -106,8 +104,7 @@ std::set<DirEntry> RealFileSystem::getFileList(const QString &path) const {
 
 bool RealFileSystem::exists(const QString &path) const {
     struct stat status = {};
-    return ::stat(toSystemPath(path).c_str(), &status) == 0 ||
-           (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG);
+    return ::stat(toSystemPath(path).c_str(), &status) == 0 || !posix::meansMissing(errno);
 }
 
 bool RealFileSystem::remove(const QString &path) {
@@ -160,7 +157,7 @@ bool RealFileSystem::openForWriting(const QString &path, FileHandle **handle) {
                                        ": no file can have this name";
         return false;
     }
-    if (!posix::makePath(toSystemPath(QString()), privateDirectory))
+    if (!posix::makePath(toSystemPath(QString()), posix::privateDirectory))
         return fail(_root.toStdString(), "creating the directory");
     auto file = std::make_unique<AtomicFile>(target);
     if (!file->open())

@@ -201,12 +201,7 @@ void Decoder::checkProperties(const GroupRecord &group, const Tree::PathSize &pa
         fail("the number of properties is wrong", group.properties.data());
 }
 
-} // namespace
-
-std::string_view headerOf(std::string_view file) {
-    return file.substr(0, headerLength);
-}
-
+/// Checks the header, the length and the checksum.
 void checkHeader(std::string_view file) {
     if (file.size() > maxFileSize)
         throw utils::Exception("The register file is larger than 256 MiB.");
@@ -230,6 +225,24 @@ void checkHeader(std::string_view file) {
         throw utils::Exception("The register file is damaged: its checksum does not match.");
     if (get<std::uint32_t>(&file[flagsAt]) != 0)
         throw utils::Exception("The register file uses features that this library does not know.");
+}
+
+} // namespace
+
+std::string_view headerOf(std::string_view file) {
+    return file.substr(0, headerLength);
+}
+
+std::string faultOf(std::string file) {
+    Tree scratch;
+    const Top top = scratch.top("user"); // the limits of depth and length include the scope
+    scratch.addGroup(top, Name({}));
+    try {
+        decode(std::move(file), scratch, scratch.find(top, Name({})).group);
+        return {};
+    } catch (const utils::Exception &error) {
+        return error.what();
+    }
 }
 
 std::string encode(Tree &tree, Tree::GroupId top) {

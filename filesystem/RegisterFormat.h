@@ -17,9 +17,8 @@ constexpr std::size_t maxFileSize = std::size_t{256} << 20;
 /// checksum of the content.
 std::string_view headerOf(std::string_view file);
 
-/// Throws `utils::Exception` unless the bytes have the header of this version, with the length and
-/// the checksum of what follows. `decode` checks more.
-void checkHeader(std::string_view file);
+/// Returns what is wrong with a file; empty when a scope can load it.
+std::string faultOf(std::string file);
 
 /// Returns the bytes of the content of a group. Throws `utils::Exception` when they exceed
 /// `maxFileSize`.

@@ -1,13 +1,11 @@
 #include "filesystem/StoredFile.h"
 
-#include "exception/Exception.h"
 #include "filesystem/AtomicFile.h"
+#include "filesystem/FilesBeside.h"
 #include "filesystem/Posix.h"
 #include "filesystem/RegisterFormat.h"
-#include "filesystem/Tree.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <system_error>
 #include <utility>
 
@@ -18,87 +16,53 @@ namespace filesystem {
 
 namespace {
 
-constexpr mode_t privateDirectory = 0700;
+using Result = StoredFile::Result;
 
-bool saysThatNothingIsThere(int reason) {
-    return reason == ENOENT || reason == ENOTDIR || reason == ENAMETOOLONG;
-}
+constexpr const char *leaving = "leaving it as it is";
 
 std::string previousOf(const FileLocation &location) {
     return location.beside("", ".previous");
 }
 
-std::string damagedNameOf(const FileLocation &location, int number) {
-    return location.beside("", number == 1 ? ".damaged" : ".damaged." + std::to_string(number));
-}
-
-posix::Descriptor openBeside(const FileLocation &location, const std::string &name) {
-    return posix::openForReading(name, O_NONBLOCK | O_NOFOLLOW, location.directory().number());
-}
-
-bool readBeside(const FileLocation &location, const std::string &name, std::string &content) {
-    const posix::Descriptor file = openBeside(location, name);
-    return file && posix::readAll(file, registerFormat::maxFileSize, content);
-}
-
-/// Returns true when a file beside can be loaded.
-bool isIntact(const FileLocation &location, const std::string &name) {
-    try {
-        Tree scratch;
-        std::string content;
-        if (!readBeside(location, name, content) || content.empty())
+/// True when a file could not be read for a reason that says nothing of the file: no descriptors or
+/// memory left, a failing disk or network.
+bool mayPass(int reason) {
+    for (const int lasting : {EACCES, EPERM, EISDIR, EINVAL, ENXIO, EFBIG, ELOOP})
+        if (reason == lasting)
             return false;
-        registerFormat::decode(std::move(content), scratch, Tree::root);
-        return true;
-    } catch (const utils::Exception &) {
+    return !posix::meansMissing(reason);
+}
+
+/// Keeps other processes from setting the same file aside, for at most five seconds.
+void lockForRecovery(const posix::Descriptor &file) {
+    constexpr int attempts = 500;
+    for (int i = 0; i < attempts && !posix::lock(file) && errno == EWOULDBLOCK; ++i)
+        ::usleep(10000);
+}
+
+/// True when the file still has its name. A file that could not be opened counts as the one there.
+bool isInPlace(const FileLocation &location, const posix::Descriptor &file) {
+    struct stat opened = {}, named = {};
+    if (::fstatat(location.directory().number(), location.name().c_str(), &named,
+                  AT_SYMLINK_NOFOLLOW) == -1)
         return false;
+    return !file || (::fstat(file.number(), &opened) == 0 && opened.st_dev == named.st_dev &&
+                     opened.st_ino == named.st_ino);
+}
+
+/// Gives the damaged file a name that nothing has. It keeps its own name too if its content is
+/// given, which stands in where the file system has no hard links.
+bool nameDamaged(const FileLocation &location, const std::string *content, std::string &name) {
+    for (int number = 1;; ++number) {
+        name = location.beside("", number == 1 ? ".damaged" : ".damaged." + std::to_string(number));
+        if (!beside::isFree(location, name))
+            continue;
+        const bool done =
+            content ? beside::linkOver(location, name) || beside::copyOver(location, *content, name)
+                    : beside::renameTo(location, name);
+        if (done || errno != EEXIST)
+            return done;
     }
-}
-
-/// Replaces the file `to` by a second name of `from`, in one step.
-bool linkOver(const FileLocation &location, const std::string &from, const std::string &to) {
-    const int directory = location.directory().number();
-    const std::string temporary = AtomicFile::temporaryName(location);
-    if (::linkat(directory, from.c_str(), directory, temporary.c_str(), 0) == -1)
-        return false;
-    const bool done = ::renameat(directory, temporary.c_str(), directory, to.c_str()) == 0;
-    const int reason = errno;
-    // It is still there after a failure, and where `to` was a name of the same file already.
-    ::unlinkat(directory, temporary.c_str(), 0);
-    errno = reason;
-    return done;
-}
-
-/// Makes `to` the same as `from`, in one step: by a hard link, or by a copy where the file system
-/// has no links or refuses one to a file of somebody else.
-bool duplicate(const FileLocation &location, const std::string &from, const std::string &to) {
-    if (linkOver(location, from, to))
-        return true;
-    std::string content;
-    AtomicFile copy(location.pathBeside(to));
-    return readBeside(location, from, content) && copy.open() && copy.commit(content);
-}
-
-bool syncDirectory(const FileLocation &location) {
-    const auto directory = posix::openForReading(".", O_DIRECTORY, location.directory().number());
-    return directory && posix::syncDirectory(directory);
-}
-
-/// Gives the file a name, unless that is taken (`EEXIST`). Stores whether it keeps its own name
-/// too, which it does except for a directory or on a file system without hard links.
-bool giveFreeName(const FileLocation &location, const std::string &name, bool &keepsItsOwn) {
-    const int directory = location.directory().number();
-    const char *from = location.name().c_str(), *to = name.c_str();
-    keepsItsOwn = ::linkat(directory, from, directory, to, 0) == 0;
-    if (keepsItsOwn || errno == EEXIST)
-        return keepsItsOwn;
-    if (::renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0)
-        return true;
-    if (errno != EINVAL) // the file system knows the flag
-        return false;
-    const bool isTaken = ::faccessat(directory, to, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
-    errno = isTaken ? EEXIST : errno;
-    return !isTaken && errno == ENOENT && ::renameat(directory, from, directory, to) == 0;
 }
 
 } // namespace
@@ -128,7 +92,7 @@ bool StoredFile::refersToNothing() const {
     return _directory.empty() || _path.find('\0') != std::string::npos;
 }
 
-StoredFile::Result StoredFile::read(std::string &content) {
+Result StoredFile::read(std::string &content) {
     const posix::CancellationBlock block;
     _error.clear();
     _known.reset();
@@ -138,8 +102,8 @@ StoredFile::Result StoredFile::read(std::string &content) {
         return Result::Missing;
     const bool found = location.find(_path);
     const posix::Descriptor file =
-        found ? openBeside(location, location.name()) : posix::Descriptor();
-    if (!file && saysThatNothingIsThere(errno))
+        found ? beside::open(location, location.name()) : posix::Descriptor();
+    if (!file && posix::meansMissing(errno))
         return Result::Missing;
     if (!file || ::fstat(file.number(), &status) == -1 ||
         !posix::readAll(file, registerFormat::maxFileSize, content)) {
@@ -150,6 +114,11 @@ StoredFile::Result StoredFile::read(std::string &content) {
     return Result::Done;
 }
 
+void StoredFile::accept() {
+    _known = _read;
+    _leftAlone.clear();
+}
+
 bool StoredFile::replace(std::string_view content) {
     const posix::CancellationBlock block;
     _error.clear();
@@ -157,7 +126,9 @@ bool StoredFile::replace(std::string_view content) {
         _error = "There is no directory to write in.";
         return false;
     }
-    if (!posix::makePath(_directory, privateDirectory))
+    if (!_leftAlone.empty())
+        return failWith(_path, leaving, _leftAlone);
+    if (!posix::makePath(_directory, posix::privateDirectory))
         return fail(_directory, "creating the directory");
     AtomicFile file(_path);
     struct stat status = {};
@@ -174,71 +145,106 @@ bool StoredFile::replace(std::string_view content) {
 
 /// Keeps what the replacement by `content` would destroy. Returns false when that cannot be kept.
 bool StoredFile::keepOld(const FileLocation &location, std::string_view content) {
-    struct stat old = {};
-    if (::fstatat(location.directory().number(), location.name().c_str(), &old,
-                  AT_SYMLINK_NOFOLLOW) == -1)
-        return errno == ENOENT || fail(location.path(), "looking at what it replaces");
-    if (old.st_size == 0)
+    struct stat status = {};
+    std::string old;
+    const posix::Descriptor file = beside::open(location, location.name());
+    if (file ? ::fstat(file.number(), &status) == -1 : errno != ENOENT)
+        return fail(location.path(), "reading what it replaces");
+    if (status.st_size == 0) // also if there is no file
         return _previousKept = true;
-    if (!_known || !(_known->identity == Identity(old)))
-        return keepUnknown(location, content);
+    if (!isKnown(file, status)) {
+        if (!posix::readAll(file, registerFormat::maxFileSize, old))
+            return fail(location.path(), "reading what it replaces");
+        std::string header(registerFormat::headerOf(old));
+        if (std::string fault = registerFormat::faultOf(std::move(old)); !fault.empty())
+            return failWith(location.path(), leaving, std::move(fault));
+        if (!_known || _known->header != header)
+            return header == registerFormat::headerOf(content) || keepAsPrevious(location);
+    }
     return _previousKept || _known->header == registerFormat::headerOf(content) ||
            keepAsPrevious(location);
 }
 
-bool StoredFile::keepUnknown(const FileLocation &location, std::string_view content) {
-    std::string old;
-    if (!readBeside(location, location.name(), old))
-        return fail(location.path(), "reading what it replaces");
-    try {
-        registerFormat::checkHeader(old);
-    } catch (const utils::Exception &error) {
-        return failWith(location.path(), "leaving it as it is", error.what());
-    }
-    return registerFormat::headerOf(old) == registerFormat::headerOf(content) ||
-           keepAsPrevious(location);
+/// The header is compared too, because a clock of low resolution and a reused inode can give
+/// another file the same identity.
+bool StoredFile::isKnown(const posix::Descriptor &file, const struct stat &status) const {
+    if (!_known || !(_known->identity == Identity(status)))
+        return false;
+    std::string header(_known->header.size(), '\0');
+    const ssize_t count = posix::retryInterrupted(
+        [&] { return ::pread(file.number(), header.data(), header.size(), 0); });
+    return count == static_cast<ssize_t>(header.size()) && header == _known->header;
 }
 
 bool StoredFile::keepAsPrevious(const FileLocation &location) {
-    _previousKept =
-        duplicate(location, location.name(), previousOf(location)) && syncDirectory(location);
-    return _previousKept || fail(location.path(), "keeping the previous generation");
+    const std::string previous = previousOf(location);
+    std::string content;
+    _previousKept = (beside::linkOver(location, previous) ||
+                     (beside::read(location, location.name(), content) &&
+                      beside::copyOver(location, content, previous))) &&
+                    beside::sync(location);
+    return _previousKept || fail(location.pathBeside(previous), "keeping the previous generation");
 }
 
-bool StoredFile::setAside(std::string &newPath, bool &previousRestored) {
+StoredFile::Aside StoredFile::failAside(const FileLocation &location, const char *stage) {
+    fail(location.path().empty() ? _path : location.path(), stage);
+    return Aside::Failed;
+}
+
+StoredFile::Aside StoredFile::setAside(std::string &newPath, bool &previousRestored) {
     const posix::CancellationBlock block;
     _error.clear();
     FileLocation location;
     if (!location.find(_path))
-        return fail(_path, location.stage());
-    const std::string previous = previousOf(location);
-    const bool restorable = isIntact(location, previous);
-    std::string name;
-    bool keepsItsOwn = false;
-    for (int number = 1;; ++number) {
-        name = damagedNameOf(location, number);
-        if (giveFreeName(location, name, keepsItsOwn))
-            break;
-        if (errno != EEXIST)
-            return fail(location.path(), "setting it aside");
-    }
-    if (!syncDirectory(location)) // before the file loses its own name
-        return fail(location.path(), "setting it aside");
-    newPath = location.pathBeside(name);
-    previousRestored = restorable && duplicate(location, previous, location.name());
-    if (keepsItsOwn && !previousRestored)
-        ::unlinkat(location.directory().number(), location.name().c_str(), 0);
-    return syncDirectory(location) || fail(location.path(), "setting it aside");
+        return failAside(location, location.stage());
+    const posix::Descriptor file = beside::open(location, location.name());
+    if (file)
+        lockForRecovery(file);
+    std::string content, previous;
+    const bool isRead = posix::readAll(file, registerFormat::maxFileSize, content);
+    if (!isRead && mayPass(errno))
+        return failAside(location, "reading");
+    bool isRestorable = beside::read(location, previousOf(location), previous);
+    if (!isRestorable && mayPass(errno))
+        return failAside(location, "reading the previous generation");
+    isRestorable = isRestorable && !previous.empty() && registerFormat::faultOf(previous).empty();
+
+    const bool isUsable =
+        isRead && (content.empty() ? !isRestorable : registerFormat::faultOf(content).empty());
+    if (isUsable || !isInPlace(location, file))
+        return Aside::NotNeeded;
+    return replaceDamaged(location, isRead ? &content : nullptr, isRestorable ? &previous : nullptr,
+                          newPath, previousRestored);
 }
 
-bool StoredFile::hasLostItsContent() const {
+/// Sets a file aside whose content is null if it cannot be read, for one that is null if there is
+/// none.
+StoredFile::Aside StoredFile::replaceDamaged(const FileLocation &location,
+                                             const std::string *content,
+                                             const std::string *previous, std::string &newPath,
+                                             bool &previousRestored) {
+    const int directory = location.directory().number();
+    const char *name = location.name().c_str();
+    const bool canBeReplaced = content && ::faccessat(directory, name, W_OK, AT_EACCESS) == 0;
+    std::string newName;
+    if (!nameDamaged(location, canBeReplaced ? content : nullptr, newName) ||
+        !beside::sync(location))
+        return failAside(location, "setting it aside");
+    newPath = location.pathBeside(newName);
+    AtomicFile restored(_path);
+    previousRestored = previous && restored.open() && restored.commit(*previous);
+    if (!previousRestored && canBeReplaced)
+        ::unlinkat(directory, name, 0);
+    return Aside::Done;
+}
+
+bool StoredFile::isEmpty() const {
     const posix::CancellationBlock block;
     FileLocation location;
     struct stat status = {};
     return !refersToNothing() && location.find(_path) &&
            ::fstatat(location.directory().number(), location.name().c_str(), &status, 0) == 0 &&
-           S_ISREG(status.st_mode) && status.st_size == 0 &&
-           isIntact(location, previousOf(location));
+           S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
 } // namespace filesystem

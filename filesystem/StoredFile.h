@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -16,11 +17,11 @@ namespace filesystem {
 /// - A replacement is whole; see `AtomicFile`.
 /// - The first replacement by other content keeps the old file as `NAME.previous`, the previous
 ///   generation.
-/// - A file that this object has neither read nor written last (another device, inode, size or
-///   time) is read before it is replaced. A register file of this version is kept as
-///   `NAME.previous` too, and anything else is not replaced: the replacement fails.
-/// - A file without content has nothing to keep. It is a sign of damage, so the previous
-///   generation stays as it is when such a file is replaced.
+/// - A file that is not the one that this object read or wrote last (another device, inode, size,
+///   time or header) is read before it is replaced. A register file of this version with other
+///   content is kept as `NAME.previous`. Anything else is not replaced: the replacement fails.
+/// - A file without content, or a missing one, may be a sign of damage. Replacing it leaves the
+///   previous generation as it is, also in the replacements that follow.
 ///
 /// All names are in the directory of the file that a symbolic link leads to. Not for several
 /// threads at once. A request to cancel the thread waits until a call has returned.
@@ -38,18 +39,27 @@ public:
     /// Reads the whole file, up to the size limit of register files.
     Result read(std::string &content);
     /// The content that was read is in use: from here on the file may be replaced.
-    void accept() { _known = _read; }
+    void accept();
 
     /// Replaces the file; creates it and its directory (mode 0700) where they are missing.
     bool replace(std::string_view content);
 
-    /// Gives a file that cannot be used the name `NAME.damaged`, or `NAME.damaged.2` and so on
-    /// where that is taken. The previous generation takes its place, if it is intact; otherwise
-    /// no file is there. Nothing is deleted. Stores the path that the file has now, and whether the
-    /// previous generation has taken its place.
-    bool setAside(std::string &newPath, bool &previousRestored);
-    /// True when the file exists and has no content, while the previous generation is intact.
-    bool hasLostItsContent() const;
+    /// Makes `replace` fail with this reason, until content is accepted.
+    void leaveAlone(std::string reason) { _leftAlone = std::move(reason); }
+
+    enum class Aside {
+        Done,
+        NotNeeded, ///< the file can be used, perhaps since another process has set it aside
+        Failed     ///< the file keeps its name; `error` says why
+    };
+    /// Renames a file that cannot be used to `NAME.damaged`, or `NAME.damaged.2` and so on if that
+    /// name is taken, and stores its new path. If the previous generation is intact, a copy of it
+    /// with the rights of the damaged file becomes the file; otherwise no file has the name. A file
+    /// without content can be used, unless the previous generation is intact. Fails if a file
+    /// cannot be read for a reason that may pass, such as a failing network.
+    Aside setAside(std::string &newPath, bool &previousRestored);
+    /// True when the file exists and has no content.
+    bool isEmpty() const;
 
     const std::string &directory() const { return _directory; }
     /// "DIRECTORY/NAME", as given to the constructor.
@@ -80,13 +90,17 @@ private:
     bool fail(const std::string &path, const char *stage);
     bool failWith(const std::string &path, const char *stage, std::string reason);
     bool keepOld(const FileLocation &location, std::string_view content);
-    bool keepUnknown(const FileLocation &location, std::string_view content);
+    Aside failAside(const FileLocation &location, const char *stage);
+    Aside replaceDamaged(const FileLocation &location, const std::string *content,
+                         const std::string *previous, std::string &newPath, bool &previousRestored);
+    bool isKnown(const posix::Descriptor &file, const struct stat &status) const;
     bool keepAsPrevious(const FileLocation &location);
 
     std::string _directory;
     std::string _path;
     std::string _error;
     std::string _reason;
+    std::string _leftAlone;      ///< why the file must not be replaced; empty if it may
     std::optional<Known> _read;  ///< what has been read, but not yet accepted
     std::optional<Known> _known; ///< what the file is; none when this is not known
     bool _previousKept = false;  ///< in this process; another file of its own needs no keeping

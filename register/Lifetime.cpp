@@ -51,13 +51,21 @@ _Register &Lifetime::instance() {
     return *_instance;
 }
 
+bool Lifetime::hasStarted() {
+    const Lock lock(*_Register::_mutex);
+    return _instance;
+}
+
 /// Several threads may call `exit` at once. Each then runs some of the exit handlers, and the first
 /// that finds none left ends the process. So the end is registered many times: one thread saves,
-/// and the others, up to `handlers` in all, wait in it until the process has ended.
+/// and those that come meanwhile, up to `handlers` threads in all, wait until the process has
+/// ended.
 void Lifetime::registerExitHandlers() {
     constexpr int handlers = 16;
     for (int i = 0; i < handlers; ++i)
         std::atexit([] {
+            if (::getpid() != _process)
+                return;
             end(std::this_thread::get_id());
             while (_exiting != std::thread::id() && _exiting != std::this_thread::get_id())
                 ::pause();
@@ -124,6 +132,8 @@ void _Register::publishDirectories() {
 }
 
 void _Register::initialize(const std::string &globalPath, const std::string &userPath) {
+    if (Lifetime::hasEnded())
+        return;
     setDirectories(globalPath, userPath);
     publishDirectories();
 }

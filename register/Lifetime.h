@@ -25,6 +25,7 @@ struct SaveResult {
 class Lifetime {
 public:
     static _Register &instance();
+    static bool hasStarted();
     /// True once the last save is under way: nothing is saved or loaded any more.
     static bool hasEnded() { return _ended; }
     /// Ends and frees the register where the library is unloaded; does nothing at exit.

@@ -1,6 +1,8 @@
-// A start that goes on beside files that cannot be used.
+// A start that continues when register files cannot be used.
 #include "filesystem/StoredFile.h"
+#include "register/Lifetime.h"
 #include "register/Register.h"
+#include "register/UserFile.h"
 
 namespace utils::properties {
 
@@ -8,25 +10,31 @@ using filesystem::StoredFile;
 
 namespace {
 
-/// Where the file cannot be set aside, the register starts without it.
+/// Leaves the file alone if it cannot be set aside: the register starts without it.
 void setUserFileAside(Recovery &recovery, const RegisterFileError &error) {
-    recovery.userError = error;
     StoredFile file(_Register::_UserRegisterPath, _Register::_BV_REGISTER_NAME);
-    if (!file.setAside(recovery.damagedFile, recovery.previousRestored))
+    const auto result = file.setAside(recovery.damagedFile, recovery.previousRestored);
+    if (result != StoredFile::Aside::NotNeeded)
+        recovery.userError = error;
+    if (result == StoredFile::Aside::Failed)
         _Register::_UserRegisterPath.clear();
 }
 
 /// Constructs the register. False when a file could not be used; the next attempt goes without it.
-bool start(Recovery &recovery) {
+bool start(Recovery &recovery, int attempt) {
+    constexpr int maxAttempts = 5; // other processes may change the files meanwhile
     try {
         _Register::getInstance();
         return true;
     } catch (const RegisterFileError &error) {
-        if (error.scope() == UserScope) {
-            setUserFileAside(recovery, error);
-        } else {
+        if (error.scope() == GlobalScope) {
             recovery.globalError = error;
             _Register::_haveGlobalRegister = false;
+        } else if (attempt < maxAttempts) {
+            setUserFileAside(recovery, error);
+        } else {
+            recovery.userError = error;
+            _Register::_UserRegisterPath.clear();
         }
         return false;
     }
@@ -37,15 +45,21 @@ bool start(Recovery &recovery) {
 Recovery _Register::initializeOrRecover(const std::string &globalPath,
                                         const std::string &userPath) {
     Recovery recovery;
+    if (Lifetime::hasStarted()) {
+        initialize(globalPath, userPath);
+        return recovery;
+    }
     setDirectories(globalPath, userPath);
     const StoredFile file(userPath, _BV_REGISTER_NAME);
-    if (file.hasLostItsContent()) {
+    if (file.isEmpty()) {
         const std::string reason = "The register file is empty.";
         setUserFileAside(recovery, RegisterFileError(file.path() + ": " + reason, file.path(),
                                                      UserScope, reason));
     }
-    while (!start(recovery)) {
+    for (int attempt = 1; !start(recovery, attempt); ++attempt) {
     }
+    if (_UserRegisterPath.empty() && recovery.userError)
+        getInstance()._userFile->leaveAlone(userPath, recovery.userError->reason());
     _UserRegisterPath = userPath;
     publishDirectories();
     return recovery;

@@ -31,6 +31,11 @@ void UserFile::accept() {
     _file->accept();
 }
 
+void UserFile::leaveAlone(const std::string &directory, const std::string &reason) {
+    const std::lock_guard<std::mutex> writing(_writing);
+    fileIn(directory).leaveAlone(reason);
+}
+
 std::string UserFile::write(std::uint64_t number, const std::string &directory,
                             const std::string &bytes) {
     const std::lock_guard<std::mutex> writing(_writing);

@@ -24,6 +24,8 @@ public:
     Result read(const std::string &directory, std::string &content, std::string &reason);
     /// See `StoredFile::accept`.
     void accept();
+    /// See `StoredFile::leaveAlone`.
+    void leaveAlone(const std::string &directory, const std::string &reason);
 
     /// The number of the next save. Called under the register's lock.
     std::uint64_t nextNumber() { return ++_lastNumber; }

@@ -62,6 +62,11 @@ TEST_F(Stored, theFirstChangeKeepsThePreviousGeneration) {
         EXPECT_TRUE(stored.replace(content)) << stored.error();
     EXPECT_EQ(readFile(file), a);
     EXPECT_EQ(readFile(previous), a) << "of all generations the one before this process";
+    fs::copy(file, dir / "copy");
+    fs::rename(dir / "copy", file);
+    EXPECT_TRUE(stored.replace(b)) << stored.error();
+    EXPECT_EQ(readFile(previous), a) << "a copy of its own file is no other one";
+    EXPECT_TRUE(stored.replace(a)) << stored.error();
     EXPECT_EQ(fs::status(previous).permissions(), fs::perms(0640));
     EXPECT_EQ(listDirectory(dir.path()).size(), 2U);
 
@@ -71,7 +76,7 @@ TEST_F(Stored, theFirstChangeKeepsThePreviousGeneration) {
     stored = StoredFile(dir.path(), "f");
     readAndAccept();
     EXPECT_FALSE(stored.replace(b)) << "what cannot be kept is not replaced";
-    EXPECT_EQ(stored.error(), file + ": keeping the previous generation: Is a directory");
+    EXPECT_EQ(stored.error(), previous + ": keeping the previous generation: Is a directory");
     EXPECT_EQ(readFile(file), a);
     EXPECT_EQ(listDirectory(dir.path()).size(), 2U);
 }
@@ -103,19 +108,25 @@ TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
         EXPECT_EQ(stored.read(seen), StoredFile::Result::Done); // but it is not accepted
         EXPECT_FALSE(stored.replace(a));
     }
-    writeFile(file, "");
-    stored = StoredFile(dir.path(), "f");
-    EXPECT_TRUE(stored.replace(a)) << stored.error();
-    EXPECT_TRUE(stored.replace(b)) << stored.error();
-    EXPECT_EQ(readFile(previous), c) << "an empty file takes the place of no generation";
+    for (const bool isMissing : {false, true}) {
+        writeFile(file, "");
+        fs::remove(isMissing ? file : "");
+        stored = StoredFile(dir.path(), "f");
+        EXPECT_TRUE(stored.replace(a)) << stored.error();
+        EXPECT_TRUE(stored.replace(b)) << stored.error();
+        EXPECT_EQ(readFile(previous), c) << "what may be damage takes the place of no generation";
+    }
 }
 
 TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
     const auto setAside = [&] {
         std::string newPath;
         bool restored = false;
-        EXPECT_TRUE(stored.setAside(newPath, restored)) << stored.error();
-        return newPath.substr(dir.path().size()) + (restored ? " restored" : "");
+        const auto result = stored.setAside(newPath, restored);
+        EXPECT_NE(result, StoredFile::Aside::Failed) << stored.error();
+        return result == StoredFile::Aside::NotNeeded
+                   ? "not needed"
+                   : newPath.substr(dir.path().size()) + (restored ? " restored" : "");
     };
     writeFile(file, "1");
     writeFile(previous, "damaged too");
@@ -132,17 +143,27 @@ TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
                   readFile(dir / "f.damaged.3"),
               "123");
     readAndAccept();
-    EXPECT_TRUE(stored.replace(b)) << "both names are of one file: " << stored.error();
+    EXPECT_TRUE(stored.replace(b)) << stored.error();
     EXPECT_EQ(readFile(previous), a);
+    stored.leaveAlone("it is not ours");
+    EXPECT_FALSE(stored.replace(c));
+    EXPECT_EQ(stored.error(), file + ": leaving it as it is: it is not ours");
 
-    writeFile(file, "");
-    EXPECT_TRUE(stored.hasLostItsContent());
+    EXPECT_EQ(setAside(), "not needed");
     fs::remove(file);
+    EXPECT_EQ(setAside(), "not needed");
     fs::create_directory(file);
-    EXPECT_FALSE(stored.hasLostItsContent());
     EXPECT_EQ(setAside(), "/f.damaged.4 restored");
     EXPECT_EQ(readFile(file), a);
     EXPECT_EQ(listDirectory(dir.path()).size(), 6U);
+    writeFile(file, "");
+    ::chmod(file.c_str(), 0640);
+    ::chmod(previous.c_str(), 0644);
+    EXPECT_EQ(setAside(), "/f.damaged.5 restored");
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640)) << "not those of the generation";
+    fs::remove(previous);
+    writeFile(file, "");
+    EXPECT_EQ(setAside(), "not needed");
 }
 
 TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
@@ -154,7 +175,8 @@ TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
     fs::create_symlink(longName, dir / "link");
     for (StoredFile longFile : {StoredFile(deep, name), StoredFile(dir.path(), "link")}) {
         EXPECT_TRUE(longFile.replace(a)) << longFile.error();
-        EXPECT_TRUE(longFile.replace(b)) << longFile.error();
+        StoredFile another(longFile.directory(), fs::path(longFile.path()).filename());
+        EXPECT_TRUE(another.replace(b)) << another.error(); // keeps the other's file
         std::string content;
         EXPECT_EQ(longFile.read(content), StoredFile::Result::Done) << longFile.error();
         EXPECT_EQ(content, b);
