@@ -1,5 +1,5 @@
-# The public headers, in one folder for those who build with the sources and installed below one
-# versioned root for all others; the library, the CMake package and the pkg-config file.
+# Links the public headers into one folder, for projects that build the sources. Installs the headers
+# below one versioned folder, the library, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(REGISTER_PUBLIC_HEADERS
@@ -36,7 +36,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/register-config-version.cmake
   DESTINATION ${REGISTER_CMAKE_DIR})
 
-# Relative to the file itself, so that a moved installation is found where it is.
+# The prefix is relative to the pkg-config file, so the installation can be moved.
 file(RELATIVE_PATH REGISTER_PC_PREFIX
   ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/register-1.pc.in register-1.pc @ONLY)

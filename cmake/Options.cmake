@@ -1,4 +1,4 @@
-# What every target of ours is compiled with; not passed on to users.
+# The compile options of all targets of this project. Users of the library do not inherit them.
 add_library(register-options INTERFACE)
 target_compile_features(register-options INTERFACE cxx_std_17)
 target_compile_options(register-options INTERFACE

@@ -1,4 +1,5 @@
-// Bytes as a sequence of register operations, beside a simple model: a map from names to values.
+// Runs the input as a sequence of register operations. Compares the register with a simple model: a
+// map from names to values.
 #include "register/Register.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ bool namesGroupOnly(const std::string &name) {
     return !name.empty() && name.back() == '/';
 }
 
-/// Without empty levels.
+/// Returns the name without empty levels.
 std::string normal(const std::string &name) {
     std::string path;
     for (const char c : name)
@@ -41,12 +42,13 @@ std::string normal(const std::string &name) {
     return namesGroupOnly(path) ? path.substr(0, path.size() - 1) : path;
 }
 
-/// One scope: what its names hold. A group holds nothing; a property holds the text of its value.
+/// The content of one scope. A group has no value. The value of a property is a letter for its
+/// type, followed by the text of a string.
 class Model {
 public:
     using Value = std::optional<std::string>;
 
-    /// What is at a name, or null.
+    /// Returns the entry with this name, or null.
     Value *find(const std::string &name) {
         const auto found = _entries.find(normal(name));
         if (found == _entries.end() || (found->second && namesGroupOnly(name)))
@@ -56,7 +58,7 @@ public:
     bool isGroup(const std::string &name) { return find(name) && !*find(name); }
     bool isProperty(const std::string &name) { return find(name) && *find(name); }
 
-    /// Creates it and the groups above it, or, where one of them cannot be, nothing.
+    /// Creates the entry and the groups above it. Creates nothing when one of them is not possible.
     bool add(const std::string &name, const Value &value) {
         const std::string path = normal(name);
         if (_entries.count(path) || isForbidden(name) || (value && namesGroupOnly(name)))
@@ -106,7 +108,7 @@ bool succeeds(Call call) {
     }
 }
 
-/// A read takes the first of user, global and temp that has the name.
+/// Checks that a read uses the first of the user, global and temp scopes that has the name.
 void checkRead(_Register &reg, Model (&models)[3], const std::string &name) {
     const Model::Value *expected = nullptr;
     for (const RegisterScope scope : {TempScope, GlobalScope, UserScope})
@@ -123,7 +125,7 @@ void checkRead(_Register &reg, Model (&models)[3], const std::string &name) {
     }
 }
 
-/// Everything that can be asked about a name.
+/// Checks all queries about a name.
 void checkName(_Register &reg, Model (&models)[3], const std::string &name) {
     for (const RegisterScope scope : {GlobalScope, UserScope, TempScope}) {
         Model &model = models[scope];
@@ -140,7 +142,7 @@ void checkName(_Register &reg, Model (&models)[3], const std::string &name) {
     checkRead(reg, models, name);
 }
 
-/// The user scope written and read back, as a save and a start do.
+/// Writes the user scope and reads it back, as a save and a start do.
 void roundTrip(_Register &reg) {
     filesystem::RAMFileSystem memory;
     filesystem::FileHandle *handle = nullptr;
@@ -150,7 +152,7 @@ void roundTrip(_Register &reg) {
     memory.close(handle);
 }
 
-/// One operation, on the register and on the model.
+/// Runs one operation on the register and on the model.
 void operate(_Register &reg, Model &model, int operation, const std::string &name,
              RegisterScope scope, const std::string &text) {
     switch (operation) {

@@ -1,6 +1,6 @@
-// Any bytes as a register file: they are refused, or are what writing their tree gives. The first
-// byte chooses what the others are: a whole file where it is even, else what stands behind a header
-// that fits, so that the structure is reached.
+// Reads the input as a register file. The reader must refuse the bytes, or writing the tree that it
+// has read must give the same bytes. When the first byte is even, the others are a whole file. When
+// it is odd, they follow a valid header, so that the reader gets to the structure.
 #include "exception/Exception.h"
 #include "filesystem/LittleEndian.h"
 #include "filesystem/RegisterFormat.h"
@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         if (registerFormat::encode(tree, Tree::root) != file && !file.empty())
             std::abort();
     } catch (const utils::Exception &error) {
-        // Nothing but the structure may be wrong behind a header that fits.
+        // Behind a valid header, only the structure can be wrong.
         if (isPayload && std::string(error.what()).find(" (at byte ") == std::string::npos)
             std::abort();
     }

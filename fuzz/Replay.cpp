@@ -1,4 +1,4 @@
-// Runs a fuzz target over the files named as arguments, for compilers without a fuzzer.
+// Runs a fuzz target on the files named as arguments, for compilers without a fuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <fstream>

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What the scripts share: each sources it first. They run in the project's folder, and stop at an error.
+# The common start of all scripts: changes to the project's folder and stops the script at the first error.
 set -euo pipefail
 
 # --help prints the comment at the head of the script.
@@ -9,7 +9,8 @@ if [[ " $* " == *" --help "* ]]; then
 fi
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# quietly SENTENCE COMMAND ...: prints the sentence, and what the command prints only when it fails.
+# quietly SENTENCE COMMAND ...: prints the sentence and runs the command. When the command fails, prints
+# its output and ends the script.
 quietly() {
   local output
   echo "$1" >&2

@@ -1,4 +1,4 @@
-// What every file system does, over memory and over the disk.
+// The behaviour of every file system, in memory and on the disk.
 #include "filesystem/RAMFileSystem.h"
 #include "filesystem/RealFileSystem.h"
 #include "tests/Support.h"
@@ -128,7 +128,7 @@ TEST_P(FileSystemContract, typedValuesComeBack) {
     EXPECT_EQ(fs->readBytes(in, 3), std::string("a\0b", 3));
     EXPECT_EQ(fs->readByte(in), 0);
     EXPECT_TRUE(fs->seek(in, -3, FileSystem::EndOrigin));
-    EXPECT_EQ(fs->readInt(in), 0) << "three bytes are no integer";
+    EXPECT_EQ(fs->readInt(in), 0) << "three bytes are too short for an integer";
     EXPECT_EQ(fs->tell(in), 14);
     EXPECT_TRUE(fs->seek(in, 10, FileSystem::BeginOrigin));
     EXPECT_TRUE(fs->skip(in, 1));
@@ -154,7 +154,7 @@ TEST_P(FileSystemContract, handlesAreSnapshots) {
     fs->write(writer, "longer", 6);
     fs->seek(writer, 0, FileSystem::BeginOrigin);
     fs->write(writer, "L", 1);
-    EXPECT_EQ(content("/f"), "old") << "nothing shows before close";
+    EXPECT_EQ(content("/f"), "old") << "a write is not visible before close";
     EXPECT_TRUE(fs->close(writer));
     EXPECT_EQ(content("/f"), "Longer");
     EXPECT_TRUE(fs->remove("/f"));
@@ -167,7 +167,7 @@ TEST_P(FileSystemContract, handlesAreSnapshots) {
     EXPECT_TRUE(fs->seek(dropped, 1, FileSystem::BeginOrigin));
     delete dropped;
     EXPECT_EQ(content("/g"), "old");
-    EXPECT_EQ(names(*fs, "/"), "g ") << "nothing stays of a dropped handle";
+    EXPECT_EQ(names(*fs, "/"), "g ") << "a deleted handle leaves nothing";
 }
 
 TEST_P(FileSystemContract, removeTakesWhatIsInADirectory) {
@@ -192,7 +192,7 @@ TEST_P(FileSystemContract, aSubtreeIsRebuiltElsewhere) {
     RAMFileSystem memory;
     FileHandle *out = nullptr;
     ASSERT_TRUE(memory.open("/bytes", &out, FileSystem::WriteMode));
-    EXPECT_FALSE(fs->serialize("/s/a", *out)) << "a file is no subtree";
+    EXPECT_FALSE(fs->serialize("/s/a", *out)) << "a file is not a subtree";
     ASSERT_TRUE(fs->serialize("/s", *out));
     memory.close(out);
 
@@ -201,7 +201,7 @@ TEST_P(FileSystemContract, aSubtreeIsRebuiltElsewhere) {
     EXPECT_FALSE(fs->serialize("/s", *in)) << "a handle for reading";
     EXPECT_FALSE(fs->unserialize("/missing", *in));
     ASSERT_TRUE(fs->unserialize("/t", *in));
-    EXPECT_TRUE(GetParam() || fs->tell(in) == fs->size(in)) << "it is read to its end";
+    EXPECT_TRUE(GetParam() || fs->tell(in) == fs->size(in)) << "the handle is read to its end";
     fs->close(in);
     EXPECT_EQ(names(*fs, "/t"), "a d/ empty/ ");
     EXPECT_EQ(content("/t/a"), std::string("\0\xFF", 2));
@@ -231,7 +231,7 @@ TEST(RAMFileSystem, aPathIsNeitherTooDeepNorTooLong) {
     EXPECT_FALSE(memory.mkdir("/" + QString(256, QChar(0xE9))));
     memory.mkdir("/\uFEFFname");
     EXPECT_FALSE(memory.exists("/name"));
-    EXPECT_EQ(memory.getFileList("/").rbegin()->name.size(), 5) << "a byte order mark stays";
+    EXPECT_EQ(memory.getFileList("/").rbegin()->name.size(), 5) << "a byte order mark is kept";
 }
 
 TEST(RAMFileSystem, aHandleOutlivesItsTree) {
@@ -254,7 +254,7 @@ TEST(RealFileSystem, aTreeIsReadWithoutItsLinksAndBuiltInAnEmptyDirectory) {
     RAMFileSystem memory;
     FileHandle *handle = nullptr;
     memory.open("/f", &handle, FileSystem::WriteMode);
-    EXPECT_FALSE(disk.serialize("/full", *handle)) << "a link could lead in circles";
+    EXPECT_FALSE(disk.serialize("/full", *handle)) << "a link could form a cycle";
     memory.close(handle);
     memory.open("/f", &handle, FileSystem::ReadMode);
     EXPECT_FALSE(disk.unserialize("/full", *handle));

@@ -1,17 +1,18 @@
-// A small application, linked to the shared library alone, for what happens at exit.
+// A small application that links only the shared library. The tests use it to check the exit.
 //
-// GLOBAL USER SCOPE NAME VALUE starts the register, writes a string and ends; where that did not
-// reach the disk, which it then says, with the exit code 4. Exit code 3 and a message when the
-// register does not start. Instead of a scope:
-// - "callback" ends it with `exit` from inside a callback,
-// - "busy" while other threads go on using the register,
-// - "exits" by several threads at once,
-// - "fork" ends a child that has an older state last,
-// - "plain" ends without a save before the exit, and "unload" returns from `runHelper`,
-// - "copy" loads a copy of the library, which is at the path VALUE; the exit code is 7 when the two
+// With the arguments GLOBAL USER SCOPE NAME VALUE, it starts the register, writes a string, saves
+// and ends. When the save fails, it prints the error and the exit code is 4. When the register does
+// not start, it prints the error and the exit code is 3. These words can replace the scope:
+// - "callback": calls `exit` inside a callback,
+// - "busy": calls `exit` while other threads use the register,
+// - "exits": calls `exit` in several threads at once,
+// - "fork": a child process with an older state ends last,
+// - "plain": ends without a save before the exit,
+// - "unload": does the same in a plugin, which the test then unloads,
+// - "copy": loads a copy of the library from the path VALUE; the exit code is 7 when the two copies
 //   are not independent,
-// - "spoilt" does so too, after the file has become something else; the exit code is 5 when the
-//   last save reports that.
+// - "spoilt": overwrites the file with other content and ends without a save before the exit; the
+//   exit code is 5 when the save at exit reports the content.
 #include <register/Property.h>
 
 #include <cstdio>
@@ -28,8 +29,8 @@ using namespace utils::properties;
 
 namespace {
 
-/// Constructed before the register, and so destroyed after it. Its changes then are neither saved
-/// nor notified of.
+/// Is constructed before the register and therefore destroyed after it. Changes in the destructor
+/// are not saved and do not notify.
 struct Late {
     ~Late() {
         if (!registerPath.empty()) {
@@ -49,7 +50,7 @@ struct Late {
     std::exit(0);
 }
 
-/// The child has the state from before the value, and ends after the value has been saved.
+/// Forks a child before the value is set. The child ends after the parent has saved the value.
 [[noreturn]] void outliveTheParent(const Property<std::string> &property,
                                    const std::string &value) {
     int ready[2] = {};
@@ -68,7 +69,7 @@ struct Late {
     std::exit(::read(ready[0], &none, 1) == 0 ? 0 : 1);
 }
 
-/// Loads a second copy of the library. True when the two have nothing in common.
+/// Loads a second copy of the library. Returns true when the two copies share nothing.
 bool isIndependent(const char *copy) {
     const void *mutex = _Register::_mutex;
     const std::string directory = _Register::_UserRegisterPath;
@@ -108,7 +109,7 @@ extern "C" [[gnu::visibility("default")]] int runHelper(int count, char **argume
         return 3;
     }
     _Register &reg = _Register::getInstance();
-    if (scope != "unload") { // where `late` is destroyed before the register
+    if (scope != "unload") { // in a plugin, `late` is destroyed before the register
         late.registerPath = arguments[2];
         late.survivor = Subscription("late", [](auto &) { ::_exit(6); });
     }

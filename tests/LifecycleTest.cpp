@@ -1,4 +1,4 @@
-// Start-up, the single instance, the register files, and what the exit leaves.
+// Start-up, the single instance, the register files, and the exit.
 #include "tests/Operations.h"
 
 #include "register/UserFile.h"
@@ -17,7 +17,8 @@
 using namespace testing_support;
 using namespace utils::properties;
 
-// The disk of this program can be made to hang, to fail, to be interrupted and to write little.
+// These make the system calls of this program hang, fail, be interrupted and write only a few
+// bytes.
 static std::atomic<bool> diskHangs{false}, diskIsReached{false}, writesAreShort{false};
 static std::atomic<int> untilFsyncFails{0}, interruptions{0};
 
@@ -57,8 +58,8 @@ std::string userFile() {
     return userDirectory() + "/Brevolant.dat";
 }
 
-/// Runs the helper program to its end in the data directories of this test; its exit code, or 124
-/// when it has not ended in time.
+/// Runs the helper program with the data directories of this test. Returns its exit code, or 124
+/// when it does not end in time.
 int runHelper(const std::string &arguments) {
     const int status = std::system((std::string("timeout 20 ") + REGISTER_HELPER + " " +
                                     globalDirectory() + " " + userDirectory() + " " + arguments)
@@ -115,8 +116,7 @@ TEST(Lifecycle, theExitSavesTheUserScopeAndNothingElse) {
     _Register &reg = startedRegister();
     EXPECT_EQ(valueOf("theme"), "blue");
     reg.delProperty("theme", UserScope);
-    EXPECT_EQ(valueOf("theme"), "dark")
-        << "the user file of one serves as the global file of another";
+    EXPECT_EQ(valueOf("theme"), "dark") << "a user file can serve as a global file";
     EXPECT_EQ(thrownBy([] { valueOf("session"); }), "PropertyNotFound");
     EXPECT_EQ(listDirectory(userDirectory()).size(), 2U) << "the file and the previous generation";
 }
@@ -137,7 +137,7 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
     fs::remove(userFile());
     writeFile(userFile(), "");
     fs::resize_file(userFile(), std::uintmax_t{1} << 40);
-    EXPECT_EQ(thrownBy(start), "Can't open " + userFile()) << "a terabyte of nothing";
+    EXPECT_EQ(thrownBy(start), "Can't open " + userFile()) << "a sparse file of one terabyte";
     fs::remove(userFile());
 
     std::string damaged = good;
@@ -145,7 +145,7 @@ TEST(Lifecycle, aFileThatCannotBeReadStopsTheStartAndStaysAsItIs) {
     writeFile(userFile(), damaged);
     EXPECT_EQ(thrownBy(start),
               userFile() + ": The register file is damaged: its checksum does not match.");
-    EXPECT_EQ(runHelper("user theme light"), 3) << "a program sees it and ends";
+    EXPECT_EQ(runHelper("user theme light"), 3) << "the program reports the error and ends";
     EXPECT_EQ(readFile(userFile()), damaged);
     EXPECT_EQ(openFiles(), open);
 
@@ -162,7 +162,8 @@ TEST(Lifecycle, everyExitSavesOnce) {
             ASSERT_EQ(runHelper(end + " " + end + std::to_string(round) + " saved"), 0);
     const _Register &reg = startedRegister();
     EXPECT_EQ(valueOf("callback") + valueOf("plain") + valueOf("fork"), "savedsavedsaved");
-    EXPECT_EQ(reg.propertyList("", UserScope).size(), 43U) << "and nothing after the last save";
+    EXPECT_EQ(reg.propertyList("", UserScope).size(), 43U)
+        << "no change after the last save is stored";
     EXPECT_EQ(runHelper("spoilt theme dark"), 5) << "a failure of the last save is reported";
 }
 
@@ -209,7 +210,7 @@ TEST(Lifecycle, aStartThatRecoversGoesOnBesideAnyFile) {
     EXPECT_EQ(valueOf("GlobalDataPath") + valueOf("UserDataPath"),
               globalDirectory() + userDirectory());
     EXPECT_EQ(_Register::getInstance().saveError(), "");
-    EXPECT_EQ(start(userDirectory()), "-|-|") << "it has started";
+    EXPECT_EQ(start(userDirectory()), "-|-|") << "the register has already started";
 }
 
 TEST(Lifecycle, aStartThatRecoversGoesOnWithoutADirectory) {
@@ -229,7 +230,7 @@ TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
     _Register::setSaveErrorHandler([&](const std::string &error) {
         EXPECT_TRUE(lockIsFree());
         reported += error;
-        _Register::getInstance().save(); // fails, but does not come here again
+        _Register::getInstance().save(); // fails, but does not call this handler again
         throw 1;
     });
     _Register &reg = startedRegister();
@@ -239,10 +240,11 @@ TEST(Lifecycle, aFailedSaveIsToldUntilOneSucceeds) {
     reg.save();
     EXPECT_EQ(reg.saveError(), "The user scope has been removed.");
     reg.load();
-    EXPECT_TRUE(reg.propertyExists("kept", UserScope)) << "a load makes the scope again";
+    EXPECT_TRUE(reg.propertyExists("kept", UserScope)) << "a load creates the scope again";
     reg._writeInteger(nullptr, "unsaved", 1, UserScope);
     reg.load();
-    EXPECT_FALSE(reg.propertyExists("unsaved", UserScope)) << "and replaces what it holds";
+    EXPECT_FALSE(reg.propertyExists("unsaved", UserScope))
+        << "a load replaces the content of the scope";
     reg._writeString(nullptr, "large", std::string(std::size_t{256} << 20, 'x'), UserScope);
     reg.save();
     EXPECT_EQ(reg.saveError(), "The content is too large for a register file (256 MiB).");
@@ -279,7 +281,7 @@ TEST(Lifecycle, aSaveThatTheDiskFailsLateIsTold) {
     EXPECT_EQ(readFile(userFile()), old);
     EXPECT_EQ(listDirectory(userDirectory()).size(), 1U);
     std::vector<std::string> errors;
-    for (int number = 1;; ++number) { // each fsync of a save
+    for (int number = 1;; ++number) { // each fsync of a save fails
         untilFsyncFails = number;
         reg.save();
         if (untilFsyncFails > 0)
@@ -344,7 +346,7 @@ TEST(Threads, nobodyElseWaitsForTheDisk) {
     while (!diskIsReached)
         std::this_thread::yield();
     std::vector<std::string> told;
-    Recorder recorder(told, "heard", nullptr, [&](auto &) { reg.save(); }); // holds the lock
+    Recorder recorder(told, "heard", nullptr, [&](auto &) { reg.save(); }); // has the lock
     reg.addCallback("q", &recorder);
     reg._writeString(nullptr, "p", "new", UserScope);
     EXPECT_EQ(valueOf("p"), "new");
@@ -375,10 +377,11 @@ TEST(Lifecycle, anOlderSaveDoesNotLandOverANewerOne) {
     EXPECT_NE(error, "");
     fs::remove(userFile());
     saver.write(late, userDirectory(), "older");
-    EXPECT_FALSE(fs::exists(userFile())) << "a save that failed may have landed";
+    EXPECT_FALSE(fs::exists(userFile())) << "a failed save may have replaced the file";
     EXPECT_EQ(saver.error(), error);
     saver.write(late, dataDirectory() / "elsewhere", "older");
-    EXPECT_TRUE(fs::exists(dataDirectory() / "elsewhere")) << "there it is the newest";
+    EXPECT_TRUE(fs::exists(dataDirectory() / "elsewhere"))
+        << "it is the newest save in that directory";
 }
 
 TEST(Threads, everyOperationWaitsForTheLock) {
@@ -408,8 +411,8 @@ TEST(Threads, everyOperationWaitsForTheLock) {
         for (std::size_t i = 0; i < operations.size(); ++i)
             EXPECT_FALSE(ended[i]) << operations[i].label;
         reg.notify(&reg);
-        EXPECT_EQ(told, std::vector<std::string>()) << "nothing has been marked either";
-        EXPECT_TRUE(reg.propertyExists("p", UserScope)) << "or removed";
+        EXPECT_EQ(told, std::vector<std::string>()) << "no name has been marked";
+        EXPECT_TRUE(reg.propertyExists("p", UserScope)) << "it has not been removed";
     }
     for (std::thread &thread : threads)
         thread.join();
@@ -430,7 +433,7 @@ TEST(Threads, allOperationsAtOnceEnd) {
                 for (const Operation &operation : operations.all())
                     thrownBy([&] { operation.run(reg, name, UserScope); });
                 reg.removeCallback(&recorder);
-                auto heard = std::make_unique<int>(0); // gone once the subscription has ended
+                auto heard = std::make_unique<int>(0); // freed after the subscription has ended
                 Subscription subscription("shared", [&heard](auto &) { ++*heard; });
                 std::this_thread::yield();
                 subscription = Subscription();

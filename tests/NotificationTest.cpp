@@ -1,4 +1,4 @@
-// Who is told of what, in which order, and what callbacks may do meanwhile.
+// Which callbacks are notified, in which order, and what a callback may do.
 #include "register/Callbacks.h"
 #include "tests/Support.h"
 
@@ -32,12 +32,12 @@ TEST(Notification, everyWriteIsToldToAllButItsSender) {
     reg.addProperty("g/q", UserScope);
     reg.delProperty("g/p", UserScope);
     reg.save();
-    EXPECT_EQ(told, Told()) << "these are not told";
+    EXPECT_EQ(told, Told()) << "these operations do not notify";
     reg.removeCallback(&second);
     reg.removeCallback(&second);
     reg._writeNumber(&nobody, "g/p", 1, UserScope);
     reg.resetProperty(&alice, "g/p", UserScope);
-    reg.resetProperty(&alice, "g/p", UserScope); // nothing is there any more
+    reg.resetProperty(&alice, "g/p", UserScope); // the property no longer exists
     EXPECT_EQ(told, (Told{"alice:g/p", "nobody:g/p", "nobody:g/p"}));
 }
 
@@ -59,14 +59,15 @@ TEST(Notification, whatACallbackThrowsReachesTheWriterAndIsToldAgain) {
     EXPECT_TRUE(lockIsFree());
     int value = 0;
     reg._readInteger("a/x", value);
-    EXPECT_EQ(value, 5) << "the value is stored all the same";
+    EXPECT_EQ(value, 5) << "the value is stored although the callback throws";
     EXPECT_EQ(thrownBy([&] { reg._writeInteger(&told, "b", 1, UserScope); }),
               "std: from a callback")
         << "the name is still marked";
     armed = false;
     told.clear();
     reg._writeInteger(&told, "c", 1, UserScope);
-    EXPECT_EQ(told, (Told{"thrower:a/x", "later:a/x", "other:b"})) << "though nobody listens to c";
+    EXPECT_EQ(told, (Told{"thrower:a/x", "later:a/x", "other:b"}))
+        << "although no callback is registered for c";
     Recorder writer(told, "writer", nullptr, [&](auto &) {
         armed = true;
         reg._writeInteger(&told, "a/x", 6, UserScope);
@@ -80,7 +81,7 @@ TEST(Notification, whatACallbackThrowsReachesTheWriterAndIsToldAgain) {
     told.clear();
     reg.notify(&told);
     EXPECT_EQ(told, (Told{"thrower:a/x", "later:a/x", "again:w"}))
-        << "the outer name and the inner";
+        << "the outer and the inner name are still marked";
     told.clear();
     reg.notify(&told);
     EXPECT_EQ(told, Told());
@@ -133,8 +134,8 @@ TEST(Notification, aWalkInsideAnotherLeavesTheOuterOneItsPlace) {
     Recorder busy(told, "busy", nullptr, [&](auto &) {
         reg.removeCallback(&busy);
         reg.removeCallback(&removed);
-        reg._writeInteger(&told, "other", 1, TempScope); // told at once
-        for (Recorder &stranger : strangers) // where memory was freed too early, they get it
+        reg._writeInteger(&told, "other", 1, TempScope); // notifies at once
+        for (Recorder &stranger : strangers) // they would get memory that is freed too early
             reg.addCallback("z", &stranger);
     });
     for (Recorder *recorder : {&busy, &removed, &last})
@@ -163,7 +164,7 @@ TEST(Notification, callbacksAreFoundUnderAnyKeys) {
         const std::size_t who = random() % recorders.size();
         const std::string key = anyKey();
         const std::string name = model.empty() ? key : model[random() % model.size()].first + key;
-        if (random() % 10 < (step / 1000 % 2 == 0 ? 1 : 8)) { // fewer, then more than are added
+        if (random() % 10 < (step / 1000 % 2 == 0 ? 1 : 8)) { // mostly adds, then mostly removes
             callbacks.remove(recorders[who].get());
             const auto isGone = [who](auto &entry) { return entry.second == who; };
             model.erase(std::remove_if(model.begin(), model.end(), isGone), model.end());
@@ -172,12 +173,12 @@ TEST(Notification, callbacksAreFoundUnderAnyKeys) {
             if (std::find(model.begin(), model.end(), std::pair(key, who)) == model.end())
                 model.emplace_back(key, who);
         }
-        std::map<std::size_t, Told, std::greater<>> expected; // by the length of the key
+        std::map<std::size_t, Told, std::greater<>> expected; // the longest key first
         for (const auto &[known, listener] : model)
             if (name == known || (known == "/" && name[0] == '/') ||
                 name.substr(0, known.size() + 1) == known + "/")
                 expected[known.size()].push_back(std::to_string(listener) + ":" + name);
-        expected.erase(0); // under the empty key nothing is told
+        expected.erase(0); // a callback for the empty key is never notified
         told.clear();
         EXPECT_EQ(callbacks.hears(name), !expected.empty()) << name;
         callbacks.notify(&told, name);

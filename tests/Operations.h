@@ -3,7 +3,7 @@
 #include "register/Property.h"
 #include "tests/Support.h"
 
-/// Every operation of the register, for what holds for all of them.
+/// All operations of the register, for tests that apply to each of them.
 namespace testing_support {
 
 struct Operation {
@@ -11,7 +11,7 @@ struct Operation {
     std::function<void(_Register &, const std::string &name, RegisterScope)> run;
 };
 
-/// A read that must leave its variable alone when it fails.
+/// Wraps a read. Checks that the variable is unchanged when the read fails.
 template <class Value, class Read>
 auto keeping(const Value &kept, Read read) {
     return [=](_Register &reg, const std::string &name, RegisterScope scope) {
@@ -27,8 +27,8 @@ auto keeping(const Value &kept, Read read) {
 
 struct Operations {
     std::vector<Operation> reads, writes, finds; ///< of the eight types, strings first
-    std::vector<Operation> ofScope;              ///< the others that are given a scope
-    std::vector<Operation> ofAll;                ///< the others that are not
+    std::vector<Operation> ofScope;              ///< the other operations with a scope
+    std::vector<Operation> ofAll;                ///< the other operations without a scope
 
     Operations() {
         addType<std::string>("String", std::string(100, 'x'), &_Register::_readString);

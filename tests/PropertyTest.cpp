@@ -28,7 +28,7 @@ void checkType(Value first, Value second, Value fallback) {
     EXPECT_TRUE(!user.isSet() && global.isSet() && temp.isSet());
     temp.reset();
     user.set(first);
-    EXPECT_TRUE(user.isSet() && !temp.isSet()) << "each looks in its own scope";
+    EXPECT_TRUE(user.isSet() && !temp.isSet()) << "each checks its own scope only";
     EXPECT_EQ(temp.value(), first);
     EXPECT_EQ(temp.origin(), UserScope);
     user.reset();
@@ -61,7 +61,7 @@ TEST(Property, anotherTypeCountsAsMissingAndAFailingWriteIsNotSwallowed) {
     EXPECT_EQ(width.value(), 640);
     EXPECT_EQ(width.origin(), GlobalScope);
     width.reset();
-    EXPECT_FALSE(reg.propertyExists("ui/width", UserScope)) << "whatever its type";
+    EXPECT_FALSE(reg.propertyExists("ui/width", UserScope)) << "reset removes a value of any type";
 
     const Property<int> group("ui");
     reg._writeInteger(nullptr, "ui/width", 1, UserScope);
@@ -98,7 +98,7 @@ TEST(Subscription, mayEndOrBeginInsideItsOwnCall) {
         begun.emplace_back("k", [&](auto &) { told.push_back("begun"); });
         other = Subscription();
         own = Subscription();
-        told.push_back(label); // what the function holds is still there
+        told.push_back(label); // the captures of the function still exist
     });
     reg.markAsChanged(nullptr, "k");
     reg.markAsChanged(nullptr, "k");
@@ -140,7 +140,7 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     {
         PropertyHandle writer("g/p", _Register::WriteMode, UserScope);
         PropertyHandle fresh("g/q", _Register::WriteMode, UserScope);
-        EXPECT_TRUE(reg.propertyExists("g/q", UserScope)) << "it is there from the opening on";
+        EXPECT_TRUE(reg.propertyExists("g/q", UserScope)) << "opening for writing creates it";
         reg.writeByte(writer.get(), 'B');
         PropertyHandle moved(std::move(writer));
         reg.writeByte(moved.get(), 1);
@@ -149,7 +149,7 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     }
     EXPECT_EQ(reg.readPropertyType("g/p", nullptr), BooleanType);
     reg.delProperty("g", UserScope);
-    EXPECT_EQ(reg.readByte(&reader), 'I') << "a snapshot of before";
+    EXPECT_EQ(reg.readByte(&reader), 'I') << "a snapshot from before the change";
     EXPECT_EQ(reg.readInt(&reader), 258);
     reg.closeProperty(reader);
     EXPECT_EQ(told, Told());
@@ -170,7 +170,7 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     reg.delProperty("p", UserScope);
     reg._writeInteger(nullptr, "p", 3, UserScope);
     reg.closeProperty(late);
-    EXPECT_EQ(Property<int>("p").value(), 3) << "another property than the one opened";
+    EXPECT_EQ(Property<int>("p").value(), 3) << "it is not the property that was opened";
     filesystem::FileHandle &loaded = reg.openProperty("p", _Register::WriteMode, UserScope);
     filesystem::FileHandle &kept = reg.openProperty("other", _Register::WriteMode, TempScope);
     reg.delProperty("oth", TempScope);
@@ -181,7 +181,8 @@ TEST(Handles, openAPropertysBytesAndReplaceThemAtTheEnd) {
     reg.closeProperty(loaded);
     reg.closeProperty(kept);
     EXPECT_FALSE(reg.propertyExists("p")) << "a load has replaced it";
-    EXPECT_EQ(rawBytes(reg, "/temp/other"), "B") << "its name only begins like one that has gone";
+    EXPECT_EQ(rawBytes(reg, "/temp/other"), "B")
+        << "only the start of its name is that of a removed group";
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// Names and paths, and the roots of the scopes. The operations fuzzer holds groups and properties
-// against a model.
+// Names and paths, and the roots of the scopes. The operations fuzzer compares groups and
+// properties with a model.
 #include "tests/Operations.h"
 
 using namespace testing_support;
@@ -75,7 +75,7 @@ TEST(PropertyTree, aScopeWhoseRootIsGoneIsEmptyUntilItIsWrittenTo) {
             EXPECT_EQ(reg.propertyList("", scope).size(), 1U);
             ASSERT_TRUE(reg.remove(root));
         }
-        // A file in its place.
+        // A file replaces the root.
         setRawBytes(reg, root.toStdString(), "x");
         for (const Operation &operation : operations.all())
             thrownBy([&] { operation.run(reg, "p", scope); });

@@ -1,4 +1,4 @@
-// What only a disk has: rights, links, left-overs, devices, a disk that is full.
+// Behaviour that only a disk has: rights, links, leftover files, special files.
 #include "filesystem/RealFileSystem.h"
 #include "tests/Support.h"
 
@@ -15,8 +15,8 @@
 using namespace filesystem;
 using namespace testing_support;
 
-static int ownersError = 0, aclError = 0; // what owners and ACLs are refused with
-static ino_t foreignFile = 0;             // seems to be of a group that the process is not in
+static int ownersError = 0, aclError = 0; // the errors of fchown and fsetxattr
+static ino_t foreignFile = 0;             // fstat reports a group that the process is not in
 
 extern "C" int fchown(int file, uid_t owner, gid_t group) {
     errno = ownersError;
@@ -36,8 +36,8 @@ extern "C" int fstat(int file, struct stat *status) {
 
 namespace {
 
-/// An ACL as the system keeps it: the rights of the owner, a user, the group, a group, the mask and
-/// the others; without those that are negative.
+/// Returns an ACL in the format of the system. `rights` are those of the owner, a user, the group,
+/// a named group, the mask and the others. Negative ones are left out.
 std::string makeAcl(const std::array<int, 6> &rights) {
     std::string acl("\2\0\0\0", 4);
     for (std::size_t i = 0; i < rights.size(); ++i)
@@ -58,7 +58,7 @@ mode_t modeOf(const std::string &path) {
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-/// Replaces the file; "" or why that failed.
+/// Replaces the file. Returns the error message; empty on success.
 std::string save(const std::string &root, const std::string &content, const char *name = "f") {
     RealFileSystem disk(QString::fromStdString(root));
     FileHandle *handle = nullptr;
@@ -90,7 +90,7 @@ TEST(RealFileSystem, aSaveGivesNobodyMoreRights) {
     EXPECT_EQ(save(root.path(), "new"), "");
     ASSERT_TRUE(setAcl(root.path(), makeAcl({7, 7, 7, 7, 7, 7}), "system.posix_acl_default"));
 
-    // Saves a file with that ACL. The new file gets the same, or none with the bits returned.
+    // Saves a file with that ACL. The new file must have the same ACL, or none. Returns its mode.
     const auto modeAfterSaving = [&](const std::string &old, bool keepsAcl = false) {
         EXPECT_TRUE(setAcl(file, old));
         struct stat status = {};
@@ -120,7 +120,7 @@ TEST(RealFileSystem, aSaveGivesNobodyMoreRights) {
     EXPECT_EQ(readFile(file), "new");
     ownersError = 0;
 
-    // The superuser's save keeps owner and group; the set-user-ID bit goes.
+    // A save by the superuser keeps owner and group. It clears the set-user-ID bit.
     struct stat status = {};
     const bool isSuperuser = ::chown(file.c_str(), 1234, 4321) == 0;
     ::chmod(file.c_str(), 04600);
@@ -154,8 +154,9 @@ TEST(RealFileSystem, linksStayAndOnlyFilesAreReplaced) {
 
     RealFileSystem disk(QString::fromStdString(root.path()));
     FileHandle *handle = nullptr;
-    EXPECT_FALSE(disk.open("fifo", &handle, FileSystem::ReadMode)) << "and it does not wait";
-    EXPECT_TRUE(disk.exists("loop")) << "what cannot be told counts as there";
+    EXPECT_FALSE(disk.open("fifo", &handle, FileSystem::ReadMode))
+        << "the open fails and does not wait for a writer";
+    EXPECT_TRUE(disk.exists("loop")) << "a name that cannot be checked counts as existing";
     EXPECT_FALSE(disk.open("loop", &handle, FileSystem::ReadMode));
     EXPECT_FALSE(disk.exists("dangling/x"));
 }

@@ -1,4 +1,4 @@
-// The bytes of the register file, and what its reader makes of damaged and hostile ones.
+// The bytes of the register file, and how its reader handles damaged and hostile files.
 #include "filesystem/RegisterFormat.h"
 #include "exception/Exception.h"
 #include "filesystem/LittleEndian.h"
@@ -18,7 +18,7 @@ std::string bytes(std::initializer_list<int> values) {
     return std::string(values.begin(), values.end());
 }
 
-/// A file of version 1 around a payload, with the right length and checksum.
+/// Returns a file of version 1 with this payload and the correct length and checksum.
 std::string fileOf(const std::string &payload) {
     std::string file = "\x8BREG\r\n\x1A\n" + bytes({1, 0, 0, 0, 0, 0, 0, 0});
     const std::uint64_t length = payload.size();
@@ -95,7 +95,7 @@ std::string decodedAndEncoded(const std::string &file) {
     return sample.encode();
 }
 
-/// The bytes of the example in docs/file-format.md.
+/// Returns the bytes of the example in docs/file-format.md.
 std::string documentedSample() {
     const std::string page = testing_support::readFile(REGISTER_SOURCE "/docs/file-format.md");
     const std::size_t start = page.find("```hex\n") + 7;
@@ -146,7 +146,7 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
         return fileOf(group("", 0, "", 1, groups));
     };
     EXPECT_EQ(errorOf(deep(511)) + errorOf(deep(510, a)), "nothingnothing");
-    const auto longPath = [](std::size_t lastName) { // behind 15 groups of 256 bytes, and "top/"
+    const auto longPath = [](std::size_t lastName) { // below "top/" and 15 groups of 256 bytes
         std::string groups = group(std::string(255, 'd'), 1, property(std::string(lastName, 'p')));
         for (int level = 1; level < 15; ++level)
             groups = group(std::string(255, 'd'), 0, "", 1, groups);
@@ -199,7 +199,7 @@ TEST(RegisterFormat, manyPropertiesAreFoundAndSorted) {
     SampleTree written, read;
     for (int i = 0; i < 20000; ++i)
         written.write(std::to_string(i % 7) + "/" + std::to_string(i), std::to_string(i));
-    // What goes leaves the others in order, and so does what comes behind it.
+    // A removal, and an addition after it, keep the other names in order.
     for (const char *name : {"extra/m", "extra/z"})
         written.write(name, "");
     for (const char *name : {"2", "extra/z"})

@@ -1,4 +1,4 @@
-// What a save keeps of the file that it replaces, and what it leaves alone.
+// What a save keeps of the file that it replaces, and which files it does not overwrite.
 #include "filesystem/StoredFile.h"
 
 #include "filesystem/Posix.h"
@@ -16,7 +16,7 @@
 using namespace filesystem;
 using namespace testing_support;
 
-static uid_t strangersId = 0; ///< of the user that this process pretends to be, if not 0
+static uid_t strangersId = 0; ///< if not 0, geteuid returns it
 
 extern "C" uid_t geteuid() noexcept {
     return strangersId != 0 ? strangersId : ::getuid();
@@ -24,7 +24,7 @@ extern "C" uid_t geteuid() noexcept {
 
 namespace {
 
-/// A register file with one property of that name.
+/// Returns the bytes of a register file with one property of that name.
 std::string registerFile(const QString &property) {
     struct Writer : FileHandle {
         Writer() : FileHandle(QString()) {}
@@ -41,7 +41,7 @@ class Stored : public ::testing::Test {
 protected:
     const TemporaryDirectory dir;
     const std::string file = dir / "f", previous = dir / "f.previous";
-    // Of different sizes: the clock of a file system may stand still between two writes.
+    // The sizes differ, because two writes can have the same file time.
     const std::string a = registerFile("a"), b = registerFile("bb"), c = registerFile("ccc");
     StoredFile stored{dir.path(), "f"};
 
@@ -57,15 +57,15 @@ TEST_F(Stored, theFirstChangeKeepsThePreviousGeneration) {
     ::chmod(file.c_str(), 0640);
     readAndAccept();
     EXPECT_TRUE(stored.replace(a));
-    EXPECT_FALSE(fs::exists(previous)) << "nothing has changed";
+    EXPECT_FALSE(fs::exists(previous)) << "the content is unchanged";
     for (const std::string &content : {b, c, a})
         EXPECT_TRUE(stored.replace(content)) << stored.error();
     EXPECT_EQ(readFile(file), a);
-    EXPECT_EQ(readFile(previous), a) << "of all generations the one before this process";
+    EXPECT_EQ(readFile(previous), a) << "the generation from before this process is kept";
     fs::copy(file, dir / "copy");
     fs::rename(dir / "copy", file);
     EXPECT_TRUE(stored.replace(b)) << stored.error();
-    EXPECT_EQ(readFile(previous), a) << "a copy of its own file is no other one";
+    EXPECT_EQ(readFile(previous), a) << "a copy of its own file counts as its own";
     EXPECT_TRUE(stored.replace(a)) << stored.error();
     EXPECT_EQ(fs::status(previous).permissions(), fs::perms(0640));
     EXPECT_EQ(listDirectory(dir.path()).size(), 2U);
@@ -75,7 +75,7 @@ TEST_F(Stored, theFirstChangeKeepsThePreviousGeneration) {
     fs::create_directory(previous);
     stored = StoredFile(dir.path(), "f");
     readAndAccept();
-    EXPECT_FALSE(stored.replace(b)) << "what cannot be kept is not replaced";
+    EXPECT_FALSE(stored.replace(b)) << "a file that cannot be kept is not overwritten";
     EXPECT_EQ(stored.error(), previous + ": keeping the previous generation: Is a directory");
     EXPECT_EQ(readFile(file), a);
     EXPECT_EQ(listDirectory(dir.path()).size(), 2U);
@@ -84,11 +84,11 @@ TEST_F(Stored, theFirstChangeKeepsThePreviousGeneration) {
 TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
     writeFile(file, a);
     EXPECT_TRUE(stored.replace(a));
-    EXPECT_FALSE(fs::exists(previous)) << "equal content is not lost";
+    EXPECT_FALSE(fs::exists(previous)) << "equal content needs no copy";
     for (const std::string &others : {b, c}) {
         writeFile(file, others);
         EXPECT_TRUE(stored.replace(a)) << stored.error();
-        EXPECT_EQ(readFile(previous), others) << "each time";
+        EXPECT_EQ(readFile(previous), others) << "each such file is kept";
     }
     std::string newer = b, damaged = b;
     ++newer[8];
@@ -105,7 +105,7 @@ TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
         EXPECT_EQ(stored.error(), file + ": leaving it as it is: " + reason);
         EXPECT_EQ(readFile(file), content);
         std::string seen;
-        EXPECT_EQ(stored.read(seen), StoredFile::Result::Done); // but it is not accepted
+        EXPECT_EQ(stored.read(seen), StoredFile::Result::Done); // but not accepted
         EXPECT_FALSE(stored.replace(a));
     }
     for (const bool isMissing : {false, true}) {
@@ -114,7 +114,7 @@ TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
         stored = StoredFile(dir.path(), "f");
         EXPECT_TRUE(stored.replace(a)) << stored.error();
         EXPECT_TRUE(stored.replace(b)) << stored.error();
-        EXPECT_EQ(readFile(previous), c) << "what may be damage takes the place of no generation";
+        EXPECT_EQ(readFile(previous), c) << "such a file does not become the previous generation";
     }
 }
 
@@ -188,7 +188,7 @@ TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
 TEST_F(Stored, linksOfStrangersInSharedDirectoriesAreNotFollowed) {
     const std::string link =
         fs::temp_directory_path() / ("register-test-link-" + std::to_string(::getpid()));
-    fs::create_symlink(file, link); // in /tmp, which everybody may write to
+    fs::create_symlink(file, link); // in /tmp, which every user can write to
     if (::getuid() == 0) {
         EXPECT_EQ(::lchown(link.c_str(), 12345, 12345), 0);
     }
@@ -203,7 +203,7 @@ TEST_F(Stored, linksOfStrangersInSharedDirectoriesAreNotFollowed) {
     EXPECT_EQ(readFile(file), a);
     fs::remove(link);
 
-    const std::string own = dir / "shared/link"; // of the owner of the directory
+    const std::string own = dir / "shared/link"; // belongs to the owner of the directory
     fs::create_directory(dir / "shared");
     ::chmod((dir / "shared").c_str(), 01777);
     fs::create_symlink(file, own);
@@ -222,7 +222,7 @@ TEST_F(Stored, aReaderStopsAtTheLimitAndACancellationWaits) {
     std::thread([&] {
         ::pthread_cancel(::pthread_self());
         saved = stored.replace(a);
-        ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state); // else the next output ends it
+        ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state); // or the next output ends it
     }).join();
     EXPECT_TRUE(saved);
     EXPECT_EQ(state, PTHREAD_CANCEL_ENABLE);

@@ -23,7 +23,7 @@ using utils::properties::PropertyNotFound;
 using utils::properties::RegisterScope;
 namespace fs = std::filesystem;
 
-/// A directory that goes with everything in it.
+/// A directory. The destructor removes it with all its content.
 class TemporaryDirectory {
 public:
     TemporaryDirectory() {
@@ -59,12 +59,12 @@ inline std::vector<std::string> listDirectory(const std::string &path) {
     return names;
 }
 
-/// The files that this process has open.
+/// Returns the number of files that this process has open.
 inline std::size_t openFiles() {
     return listDirectory("/proc/self/fd").size();
 }
 
-/// The data directories of this process. They outlive the register, which saves when it goes.
+/// The data directories of this process. They outlive the register, because it saves at exit.
 inline const TemporaryDirectory &dataDirectory() {
     static const TemporaryDirectory directory;
     return directory;
@@ -76,13 +76,13 @@ inline std::string userDirectory() {
     return dataDirectory() / "user";
 }
 
-/// The started register of this process; each test case is a process of its own.
+/// Starts the register of this process and returns it. Each test case runs in its own process.
 inline _Register &startedRegister() {
     _Register::initialize(globalDirectory(), userDirectory());
     return _Register::getInstance();
 }
 
-/// The bytes of a property, past the typed operations.
+/// Returns the bytes of a property without the typed operations.
 inline std::string rawBytes(_Register &reg, const std::string &path) {
     filesystem::FileHandle *handle = nullptr;
     if (!reg.open(QString::fromStdString(path), &handle, _Register::ReadMode))
@@ -99,7 +99,7 @@ inline void setRawBytes(_Register &reg, const std::string &path, const std::stri
     reg.close(handle);
 }
 
-/// Whether another thread could use the register now.
+/// Returns true when another thread can lock the register now.
 inline bool lockIsFree() {
     return std::async(std::launch::async,
                       [] {
@@ -111,8 +111,7 @@ inline bool lockIsFree() {
         .get();
 }
 
-/// The type and the text of what `call` throws, as one string to compare; "nothing" when it does
-/// not.
+/// Returns the type or the text of the exception that `call` throws; "nothing" when it throws none.
 inline std::string thrownBy(const std::function<void()> &call) {
     try {
         call();
@@ -128,7 +127,7 @@ inline std::string thrownBy(const std::function<void()> &call) {
     return "nothing";
 }
 
-/// A callback that writes "label:name" into a list shared with others, and then runs an action.
+/// A callback that appends "label:name" to a shared list and then runs an action.
 class Recorder : public _Register::Callback {
 public:
     Recorder(std::vector<std::string> &told, std::string label, void *party = nullptr,

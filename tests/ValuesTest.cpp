@@ -11,7 +11,8 @@ using namespace std::string_literals;
 
 namespace {
 
-/// A value has these bytes, comes back from them, and from no part of them.
+/// Checks that a value is stored as these bytes and read back from them. A shorter part of the
+/// bytes must not be a value.
 template <class Value>
 void checkBytes(const Value &value, const std::string &bytes) {
     _Register &reg = startedRegister();
@@ -44,12 +45,12 @@ TEST(Values, otherBytesAreReadLeniently) {
     std::vector<bool> booleans = {true};
     setRawBytes(reg, "/temp/p", "LB\3\0\0\0\7\0\xFF and more"s);
     reg._readBooleans("p", booleans);
-    EXPECT_EQ(booleans, (std::vector<bool>{true, false, true})) << "any byte but zero";
+    EXPECT_EQ(booleans, (std::vector<bool>{true, false, true})) << "any byte except zero is true";
     for (const std::string &bytes : {"LI\xFF\xFF\xFF\xFF"s, "LI\0\0\0\0"s}) {
         std::vector<int> integers = {1, 2};
         setRawBytes(reg, "/temp/p", bytes);
         reg._readIntegers("p", integers);
-        EXPECT_TRUE(integers.empty()) << "none, also where the count is negative";
+        EXPECT_TRUE(integers.empty()) << "a count of zero or less gives an empty list";
     }
 }
 
@@ -65,21 +66,21 @@ TEST(Values, aWriteChangesTheTypeAndAGroupHidesWhatIsBelow) {
     Type element = BooleanType;
     setRawBytes(reg, "/user/p", "Ixyz");
     EXPECT_EQ(reg.readPropertyType("p", &element), IntegerType);
-    EXPECT_EQ(element, BooleanType) << "only a list has one";
+    EXPECT_EQ(element, BooleanType) << "only a list has an element type";
     EXPECT_EQ(reg.readPropertyType("list", &element), ListType);
     EXPECT_EQ(element, IntegerType);
 
     reg._writeString(nullptr, "theme", "global", GlobalScope);
     reg.addGroup("theme", UserScope);
     EXPECT_EQ(thrownBy([&] { reg._readString("theme", text); }), "PropertyNotFound");
-    EXPECT_EQ(reg.findValue("theme", text), GlobalScope) << "but not from this one";
+    EXPECT_EQ(reg.findValue("theme", text), GlobalScope) << "findValue ignores the group";
 }
 
 TEST(Failures, aDamagedValueIsRefusedBeforeAnythingIsAllocated) {
     _Register &reg = startedRegister();
     const Operations operations;
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    const rlimit memory = {std::size_t{1} << 30, RLIM_INFINITY}; // far less than the counts promise
+    const rlimit memory = {std::size_t{1} << 30, RLIM_INFINITY}; // far less than the counts require
     ASSERT_EQ(::setrlimit(RLIMIT_AS, &memory), 0);
 #endif
     for (const std::string &kind : {"S"s, "LS"s, "LS\1\0\0\0"s, "LN"s, "LI"s, "LB"s, "x"s, "Lx"s})
@@ -91,7 +92,7 @@ TEST(Failures, aDamagedValueIsRefusedBeforeAnythingIsAllocated) {
         }
 }
 
-// They are caught by their own types alone.
+// A handler for std::exception does not catch them.
 static_assert(!std::is_convertible_v<PropertyNotFound *, std::exception *> &&
               !std::is_convertible_v<PropertyBadType *, std::exception *>);
 
@@ -151,7 +152,7 @@ TEST(Failures, everyOneHasItsTypeAndTextAndReleasesTheLock) {
     for (const auto &[call, thrown] : others)
         expect(thrown, call, thrown);
     reg.notify(nullptr);
-    EXPECT_EQ(told, std::vector<std::string>()) << "a failed write tells nobody, also not later";
+    EXPECT_EQ(told, std::vector<std::string>()) << "a failed write does not notify, not even later";
     EXPECT_FALSE(reg.propertyExists("a") || reg.findValue("a", value));
 }
 

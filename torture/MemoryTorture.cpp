@@ -1,5 +1,6 @@
-// Every allocation fails, one after the other, once and from then on, also those of Qt: the call
-// throws `std::bad_alloc`, and the tree, the marks, the lock and the memory are as they were.
+// Makes each allocation of a call fail, including those of Qt: first alone, then together with all
+// later ones. The call must throw `std::bad_alloc`. The tree, the marks, the lock and the memory
+// must be unchanged.
 #include "tests/Operations.h"
 
 #include <new>
@@ -15,10 +16,10 @@ void __libc_free(void *);
 
 namespace {
 
-/// The allocations of this thread, while it is armed. These take the place of the C library's own
-/// in all libraries of the process.
+/// The allocations of this thread while it is armed. The functions below replace those of the C
+/// library in all libraries of the process.
 struct Allocations {
-    long untilFailure = 0; ///< 0: not armed
+    long untilFailure = 0; ///< counts down to the allocation that fails
     bool fromThenOn = false;
     long failed = 0;
     long live = 0; ///< allocated minus freed since arming
@@ -43,7 +44,7 @@ void *counted(void *memory) {
 
 } // namespace
 
-#pragma GCC visibility push(default) // or clang hides them from the other libraries
+#pragma GCC visibility push(default) // otherwise clang hides them from the other libraries
 extern "C" {
 void *malloc(std::size_t size) {
     return fails() ? nullptr : counted(__libc_malloc(size));
@@ -70,7 +71,8 @@ using namespace utils::properties;
 
 namespace {
 
-/// Whether the call ended with `std::bad_alloc`, its `number`-th allocation failing.
+/// Runs the call and makes its `number`-th allocation fail. Returns true when the call throws
+/// `std::bad_alloc`.
 bool runsOutOfMemory(const std::function<void()> &call, long number, bool fromThenOn) {
     allocations = {number, fromThenOn, 0, 0};
     bool thrown = false;
@@ -80,7 +82,7 @@ bool runsOutOfMemory(const std::function<void()> &call, long number, bool fromTh
     } catch (const std::bad_alloc &) {
         thrown = true;
     }
-    armed = false; // only now, since the exception itself was allocated
+    armed = false; // only after the exception, which was counted, is freed
     return thrown;
 }
 
@@ -98,7 +100,7 @@ class Memory : public testing::Test {
 protected:
     ~Memory() override { reg.removeCallback(&counter); }
 
-    /// Makes the n-th allocation of the call fail, for every n, until it runs through.
+    /// Makes the n-th allocation of the call fail, for every n, until the call succeeds.
     void failEach(const char *what, const std::function<void()> &call) {
         int kept = 0;
         for (const bool fromThenOn : {false, true})
@@ -111,19 +113,19 @@ protected:
                     tried += number - 1;
                     break;
                 }
-                // A call may keep room that it has made in the tree, but then finds it next time.
+                // A call may keep space that it has reserved in the tree. The next call uses it.
                 kept = allocations.live == 0 ? 0 : kept + 1;
                 ASSERT_LT(kept, 10) << what << ": leaks at " << number;
                 number -= kept > 0;
-                EXPECT_TRUE(thrown) << what << ": swallowed at " << number;
+                EXPECT_TRUE(thrown) << what << ": no exception at " << number;
                 EXPECT_TRUE(wholeTree(reg) == before) << what << ": the tree changed at " << number;
                 ASSERT_TRUE(lockIsFree()) << what << " at " << number;
                 reg.notify(nullptr);
-                EXPECT_EQ(counter.calls, 0) << what << ": a mark is left at " << number;
+                EXPECT_EQ(counter.calls, 0) << what << ": a mark remains at " << number;
             }
     }
 
-    /// Allocates nothing itself: what a callback throws is another matter.
+    /// Allocates nothing, because a write keeps its value when a callback throws.
     struct Counter : _Register::Callback {
         void propertyChanged(const std::string &) override { ++calls; }
         void *owner() override { return this; }
@@ -145,7 +147,7 @@ TEST_F(Memory, everyOperationThatFailsHasChangedNothing) {
         for (const std::string of : {"the/new/property/", "others/that/nobody/listens/to/"}) {
             const std::string name = of + operations.writes[type].label;
             failOn(operations.writes[type], name);
-            failOn(operations.writes[type], name); // it is there now
+            failOn(operations.writes[type], name); // the property exists now
             failOn(operations.reads[type], name);
             failOn(operations.finds[type], name);
         }
@@ -154,7 +156,7 @@ TEST_F(Memory, everyOperationThatFailsHasChangedNothing) {
             const std::string name = "the/property/of/the/operation/" + operation.label;
             if (operation.label != "addGroup" && operation.label != "addProperty")
                 reg.addProperty(name, UserScope);
-            if (operation.label != "save") // see below
+            if (operation.label != "save") // the next test checks it
                 failOn(operation, name);
         }
     failEach("addCallback", [&] { reg.addCallback("a key that is long enough", &counter); });

@@ -1,4 +1,4 @@
-// The register, as the torture drives it.
+// The register as a subject of the torture tests.
 #include "Subject.h"
 
 #include <exception/Exception.h>
@@ -19,7 +19,7 @@ public:
         } catch (const utils::Exception &error) {
             return error.what();
         } catch (const std::bad_alloc &) {
-            return "for lack of memory";
+            return "out of memory";
         }
     }
     std::string get(const std::string &key) override {

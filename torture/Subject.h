@@ -5,23 +5,25 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-/// What the torture needs of a settings store.
+/// The operations of a settings store that the torture tests use.
 class Store {
 public:
     virtual ~Store() = default;
-    /// Loads the settings in a directory. Returns why it refuses, or nothing.
+    /// Loads the settings in a directory. Returns the error message; empty on success.
     virtual std::string load(const std::string &directory) = 0;
-    /// The value of a key, or nothing when there is none.
+    /// Returns the value of a key; empty when the key does not exist.
     virtual std::string get(const std::string &key) = 0;
     virtual void set(const std::string &key, const std::string &value) = 0;
-    /// Saves. Returns why that failed, or nothing.
+    /// Saves. Returns the error message; empty on success.
     virtual std::string save() = 0;
 };
 
-/// `PROGRAM DIRECTORY [GENERATION]`: loads the settings and prints "loaded none", "loaded G" when
-/// all of its keys are of the generation G, "loaded mixed" otherwise, or "refused ..." and ends
-/// with the exit code 3. With a generation it then writes all keys, saves, and prints "saved" or
-/// "failed ...".
+/// `PROGRAM DIRECTORY [GENERATION]` loads the settings and prints one of these lines:
+/// - "loaded none" when there are no settings,
+/// - "loaded G" when all keys are of the generation G,
+/// - "loaded mixed" in all other cases,
+/// - "refused ..." when the load fails; the exit code is then 3.
+/// With a generation, it then writes all keys, saves, and prints "saved" or "failed ...".
 inline int runSubject(Store &store, int count, char **arguments) {
     constexpr int keyCount = 60;
     constexpr int padding = 100;
@@ -31,8 +33,8 @@ inline int runSubject(Store &store, int count, char **arguments) {
     const auto value = [](const std::string &generation, int i) {
         return generation + ":" + std::string(padding, static_cast<char>('a' + i % 26));
     };
-    // At once, so that a killed process has said all that it had to, and with another system call
-    // than a store writes with, so that a fault there does not silence it.
+    // Does not buffer, so that the output of a killed process is complete. Uses another system call
+    // than a store writes with, so that a fault in that call does not suppress the output.
     const auto say = [](std::string line) {
         line += "\n";
         const iovec part = {line.data(), line.size()};

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Tortures a settings store and says what became of the settings.
+"""Injects faults into a settings store and reports what happened to the settings.
 
 torture.py [--long] BUILD [SECTION ...]
 
 BUILD is a build directory with the programs of torture/. Each section injects faults of one kind into
-runs of a subject that replaces settings of generation 1 by those of generation 2, and then looks at
-what the next start finds. Every outcome but the whole old or the whole new settings is a failure, and
-so are a success that was reported and is not there, a crash, a hang, and litter after the next save.
+runs of a subject. The subject replaces settings of generation 1 with those of generation 2. The section
+then checks what the next start finds: all of the old settings, or all of the new ones. Everything else
+is a failure. A success that was reported but is not on the disk, a crash, a hang, and leftover files
+after the next save are failures too.
 """
 import argparse
 import collections
@@ -23,12 +24,12 @@ from pathlib import Path
 NOBODY = 65534
 TIMEOUT = 20
 IS_ROOT = os.geteuid() == 0
-NEEDS_ROOT = ("disks: a full disk, which is a tmpfs that is mounted",
+NEEDS_ROOT = ("disks: a full disk (mounts a tmpfs)",
               "disks: the superuser saving a user's file")
 
 
 class Result:
-    """What one run of a subject said."""
+    """The output and the exit code of one run of a subject."""
 
     def __init__(self, process):
         self.code = process.returncode
@@ -53,7 +54,7 @@ class Torture:
         self.work.chmod(0o755)
         self.failures = []
         self.faults = 0
-        self.known = {None: "none"}  # what the contents of a file load as
+        self.known = {None: "none"}  # the generation that each content of a file is loaded as
         self.subject = self.build / subject
         self.empty = self.work / "empty"
         self.empty.mkdir()
@@ -79,7 +80,7 @@ class Torture:
         return directory
 
     def loads_as(self, content):
-        """The generation that a file with this content is loaded as."""
+        """Returns the generation that a file with this content is loaded as."""
         if content not in self.known:
             directory = self.work / "copy"
             directory.mkdir()
@@ -90,8 +91,8 @@ class Torture:
         return self.known[content]
 
     def check(self, what, directory, allowed, run=None):
-        """The next start must find one of `allowed`; its save must leave no litter. A copy of the file before
-        the last change may be there, whole."""
+        """Checks that the next start finds one of `allowed`, and that its save leaves no other files. The
+        previous generation of the file may exist, and must then be complete."""
         if run is not None and run.code < 0 and run.code != -signal.SIGKILL:
             self.failures.append(f"{what}: the run crashed with signal {-run.code}: {run.error[-200:]}")
         if run is not None and run.saved:
@@ -103,11 +104,11 @@ class Torture:
             self.failures.append(f"{what}: {after}, allowed was {allowed}")
         previous = directory / self.previous
         if previous.exists() and self.loads_as(previous.read_bytes()) in (None, "mixed"):
-            self.failures.append(f"{what}: {previous} is not whole")
+            self.failures.append(f"{what}: {previous} is not complete")
         litter = [name for name in os.listdir(directory)
                   if name not in (self.file, self.previous) and not name.startswith("keep")]
         if litter:
-            self.failures.append(f"{what}: litter {litter}")
+            self.failures.append(f"{what}: leftover files {litter}")
         if after.loaded not in allowed:
             return "LOST"
         return {"1": "old", "none": "old"}.get(after.loaded, "new")
@@ -120,7 +121,7 @@ class Torture:
     # System calls
 
     def trace(self, directory, generation="2", options=()):
-        """The system calls of a run, each as (name, number of its kind, line)."""
+        """Returns the system calls of a run, each as (name, number among the calls of this name, line)."""
         log = self.work / "trace"
         self.run(directory, generation, ["strace", "-f", "-o", str(log), *options])
         seen, calls = collections.Counter(), []
@@ -132,7 +133,7 @@ class Torture:
         return calls
 
     def window(self, directory, whole=False):
-        """The calls from the first that names the directory on, or all of them."""
+        """Returns the system calls from the first one that names the directory; with `whole`, all of them."""
         calls = self.trace(directory)
         named = [i for i, call in enumerate(calls) if f'"{directory}' in call[2] and call[0] != "execve"]
         return calls if whole else calls[named[0]:]
@@ -146,8 +147,8 @@ class Torture:
         return "(INJECTED)" in (self.work / "injected").read_text(errors="replace")
 
     def inject_each(self, kind, calls, source, allowed, fault, once=True):
-        """The fault at each of the calls; nearly all must have been injected, or it proves nothing. `calls`
-        holds pairs: a call, and whether a run with the fault must say that it has not saved."""
+        """Injects the fault at each of the calls. Fails when more than 5 % of the faults were not injected.
+        `calls` holds pairs: a call, and True when a run with the fault must not report "saved"."""
         outcomes = collections.Counter()
         for (call, number, line), must_fail in calls:
             what = f"{kind} at {call} {number} ({line})"
@@ -155,9 +156,9 @@ class Torture:
             run = self.run(directory, "2", self.inject(call, number, fault, once))
             spoke = run is None or run.code < 0 or run.refused or run.saved or run.failed
             if not spoke:
-                self.failures.append(f"{what}: it said nothing: {run} {run.error[-200:]}")
+                self.failures.append(f"{what}: the run reported nothing: {run} {run.error[-200:]}")
             if run is not None and run.saved and must_fail:
-                self.failures.append(f"{what}: it said that it has saved")
+                self.failures.append(f"{what}: the run reported a successful save")
             hit = run is None or run.code == -signal.SIGKILL or self.injected()
             refused = run is not None and run.refused
             found = self.check(what, directory, allowed[:1] if refused else allowed, run)
@@ -175,10 +176,10 @@ class Torture:
             self.inject_each(kind, calls, source, [old, "2"], "signal=SIGKILL")
 
     def errors(self):
-        """Errors at every system call of start, save and exit, once and from then on."""
-        # Those that cannot fail (brk does not return an error code: the C library would take one for an
-        # address; getrandom is never interrupted for so few bytes: the C library would repeat it for ever),
-        # and writev, with which the subject reports.
+        """Errors at every system call of start, save and exit: at one call, and at all calls from then on."""
+        # No errors are injected into calls that cannot fail or into writev, with which the subject reports.
+        # brk does not return an error code: the C library would use one as an address. getrandom is never
+        # interrupted for so few bytes: the C library would repeat it for ever.
         spared = {"exit_group", "execve", "futex", "rt_sigprocmask", "rt_sigaction", "brk", "getrandom", "writev"}
         if not self.long:
             spared |= {"mmap", "munmap", "mprotect"}
@@ -189,22 +190,22 @@ class Torture:
         for error in ("EIO", "ENOSPC", "EDQUOT", "EACCES", "EINTR", "ENOMEM") if self.long else ("ENOSPC", "EINTR"):
             for once in (True, False):
                 def must_fail(at, call, line, error=error, once=once):
-                    """No save that lacks one of these is one. A call that is interrupted once is repeated, and a
-                    previous generation whose name cannot be moved is copied."""
+                    """Returns True when the fault must make the save fail. A save needs every call in `needed`. It
+                    repeats a call that is interrupted once. It copies a previous generation that it cannot rename."""
                     return (call in needed and at < said["saved"] and (at > said["loaded"] or not once) and
                             not (once and (error == "EINTR" or ".previous" in line)))
 
                 wanted = [(call, must_fail(at, call[0], call[2])) for at, call in enumerate(calls)
                           if call[0] not in spared]
                 if sum(must for _, must in wanted) < (0 if error == "EINTR" and once else 4):
-                    self.failures.append(f"{error}: no save is seen to write, to force to the disk and to rename")
+                    self.failures.append(f"{error}: fewer than 4 calls were found without which a save must fail")
                 self.inject_each(f"{error} {'once' if once else 'from then on'}", wanted, self.old, ["1", "2"],
                                  f"error={error}", once)
 
     # Disks and rights
 
     def full_disk(self, room):
-        """Saves on a disk with some pages free: the run, and what the next start finds."""
+        """Saves on a disk with `room` free pages. Returns the run, and what the next start finds."""
         mounted = self.fresh()
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "none", str(mounted)], check=True)
         try:
@@ -222,7 +223,7 @@ class Torture:
             subprocess.run(["umount", str(mounted)], check=True)
 
     def disks(self):
-        """Full disks, and rights that are missing."""
+        """Full disks and missing rights."""
         outcomes = collections.Counter()
 
         def expect(what, run, outcome, text, found):
@@ -270,7 +271,7 @@ class Torture:
     # Several processes
 
     def processes(self):
-        """Many processes save at once, some of them killed; the file is one of theirs, whole."""
+        """Many processes save at once, and some are killed. The file is complete and from one that was not."""
         outcomes = collections.Counter()
         for round_number in range(20 if self.long else 5):
             directory = self.fresh()
@@ -284,13 +285,13 @@ class Torture:
                     self.failures.append(f"processes: exit code {run.returncode}, {said}")
             survivors = [f"process{i}" for i in range(12) if i % 3 != 0]
             found = self.check(f"processes, round {round_number}", directory, survivors)
-            outcomes["LOST" if found == "LOST" else "one of theirs"] += len(runs)
+            outcomes["LOST" if found == "LOST" else "complete"] += len(runs)
         self.report("processes at once", outcomes)
 
     # Loss of power
 
     def power(self):
-        """Loses the power after every step of a save, with what was not forced to the disk."""
+        """Loss of power after every step of a save. Data that was not forced to the disk may be lost."""
         for kind, name, old in (("loss of power, a file there", "there", "1"),
                                 ("loss of power, a first start", "new/directories", "none")):
             base = self.fresh(self.empty)
@@ -302,16 +303,16 @@ class Torture:
             outcomes, bad = self.replay(steps, name, before, old)
             self.failures += bad
             self.report(kind, outcomes)
-            # The replay itself must be able to fail: without any fsync, or one of a kind, no save is safe.
+            # Checks the replay itself: without the fsync calls of one kind, it must find a failure.
             for without in ("file", "directory"):
                 fewer = [step for step in steps if step[:2] != ("fsync", without)]
                 if len(fewer) == len(steps) or not self.replay(fewer, name, before, old)[1]:
-                    self.failures.append(f"{kind}: nothing wrong is found without fsync of a {without}")
+                    self.failures.append(f"{kind}: the replay finds no failure without fsync of a {without}")
 
     def replay(self, steps, directory, before, old):
         outcomes, bad = collections.Counter(), []
         for length in range(len(steps) + 1):
-            # A start saves what it has found, so "nothing" may have become an empty file.
+            # "none" is no file, or a file without settings, which a first start saves.
             for name, allowed in ((self.file, ["2"] if ("saved",) in steps[:length] else [old, "2"]),
                                   (self.previous, ["none", "1", "2"])):
                 for content in crash_contents(steps[:length], f"{directory}/{name}", before):
@@ -323,15 +324,15 @@ class Torture:
 
 
 def decode(text):
-    """The bytes of a string as strace -xx prints it."""
+    """Returns the bytes of a string that strace -xx has printed."""
     return bytes.fromhex(text.replace("\\x", ""))
 
 
 def disk_steps(calls, base):
-    """What a run does to the files below a directory, in order: ("mkdir", path), ("create", path),
-    ("write", path, bytes), ("fsync", "file" or "directory", path), ("rename", path, path), ("link", path,
-    path), ("unlink", path), ("saved",). Paths are relative to it. The calls come from strace -y -xx, which
-    shows a descriptor with its path, so a name that is relative to one is found too."""
+    """Yields the changes that a run makes to the files below the directory `base`, in order: ("mkdir", path),
+    ("create", path), ("write", path, bytes), ("fsync", "file" or "directory", path), ("rename", path, path),
+    ("link", path, path), ("unlink", path), ("saved",). Paths are relative to `base`. The calls come from
+    strace -y -xx. It prints the path of a descriptor, so names relative to a descriptor are found too."""
     hexadecimal = r"((?:\\x[0-9a-f]{2})*)"
     argument = re.compile(rf'(?:(?:AT_FDCWD|\d+)(?:<{hexadecimal}>)?, )?"{hexadecimal}"')
     kinds = {"mkdir": "mkdir", "mkdirat": "mkdir", "rename": "rename", "renameat": "rename", "renameat2": "rename",
@@ -360,14 +361,14 @@ def disk_steps(calls, base):
 
 
 def crash_contents(steps, path, before):
-    """What a file may hold after these steps and a loss of power; None for no file. `before` holds the
-    files that were there, with their content.
+    """Returns all contents that a file may have after these steps and a loss of power; None is no file.
+    `before` maps the files that existed before to their content.
 
-    The changes of the names in a directory reach the disk in order, but any number of the last ones that
-    no fsync of that directory has forced may be missing. Of a file's bytes that no fsync has forced,
-    none, a half or all may be there.
+    The changes of the names in a directory reach the disk in order. Of the changes that no fsync of that
+    directory has forced to the disk, any number of the last ones may be missing. Of the bytes of a file
+    that no fsync has forced to the disk, none, half or all may be on the disk.
     """
-    files = [[content, content] for content in before.values()]  # the bytes, and those that were forced
+    files = [[content, content] for content in before.values()]  # all bytes, and the forced bytes
     names = {name: number for number, name in enumerate(before)}
     durable, pending = dict(names), collections.defaultdict(list)
 
@@ -385,7 +386,7 @@ def crash_contents(steps, path, before):
             files[names[step[1]]][0] += step[2]
         elif step[0] == "link":
             change({step[2]: names[step[1]]})
-        elif step[0] == "rename" and names.get(step[2]) != names[step[1]]:  # of one file it does nothing
+        elif step[0] == "rename" and names.get(step[2]) != names[step[1]]:  # else it does nothing
             change({step[1]: None, step[2]: names[step[1]]})
         elif step[0] == "unlink":
             change({step[1]: None})
@@ -422,7 +423,7 @@ def main():
     parser.add_argument("sections", nargs="*", default=SECTIONS, metavar="SECTION", help=", ".join(SECTIONS))
     options = parser.parse_args()
     if not IS_ROOT:
-        print("Left out, since it needs root:", *NEEDS_ROOT, sep="\n  ", flush=True)
+        print("Left out, because it needs root:", *NEEDS_ROOT, sep="\n  ", flush=True)
     torture = Torture(options.build, options.long)
     try:
         for section in options.sections:

@@ -42,7 +42,7 @@ std::string show(const std::vector<Element> &values) {
     return "[" + text + "]";
 }
 
-/// Whether the name holds a value of this type; `text` then shows it and where it comes from.
+/// Returns true when the name holds a value of this type. Stores the value and its scope in `text`.
 template <class Value>
 bool isShown(const std::string &name, std::string &text) {
     constexpr const char *scopes[] = {"global", "user", "temp"};
@@ -53,9 +53,9 @@ bool isShown(const std::string &name, std::string &text) {
     return true;
 }
 
-/// The value of a property of any type, as text for people.
+/// Returns the value of a property of any type as readable text.
 std::string showProperty(const std::string &name) {
-    std::string text = "nowhere to be found";
+    std::string text = "not set";
     isShown<std::string>(name, text) || isShown<double>(name, text) || isShown<int>(name, text) ||
         isShown<bool>(name, text) || isShown<std::vector<std::string>>(name, text);
     return text;
@@ -68,15 +68,16 @@ void showAll() {
                   << showProperty(name) << "\n";
 }
 
-/// A part of the application that follows the desktop's settings, except for its own changes.
+/// A part of the application. It is notified of changes of the desktop's settings, except its own.
 class Panel {
 public:
     explicit Panel(std::string name) : _name(std::move(name)) {}
 
 private:
     void hear(const std::string &property) const {
-        std::cout << "    the " << _name << " hears: " << property.substr(property.rfind('/') + 1)
-                  << " is now " << showProperty(property) << "\n";
+        std::cout << "    the " << _name
+                  << " is notified: " << property.substr(property.rfind('/') + 1) << " is now "
+                  << showProperty(property) << "\n";
     }
 
     std::string _name;
@@ -86,18 +87,18 @@ private:
 } // namespace
 
 void firstRun() {
-    std::cout << "  A new user finds the installation's settings:\n";
+    std::cout << "  A new user starts with the installation's settings:\n";
     showAll();
 
-    std::cout << "  The window listens to all of the desktop's settings, the dialog too. The user\n"
-                 "  works in the dialog, which need not be told of its own changes:\n";
+    std::cout
+        << "  The window and the dialog subscribe to all of the desktop's settings. The user\n"
+           "  works in the dialog, which is not notified of its own changes:\n";
     Panel window("window"), dialog("dialog");
     theme.set("Solarized", &dialog);
     scaling.set(1.25, &dialog);
     cursor.set(48, &dialog);
 
-    std::cout
-        << "  The window remembers something for this session only, and the dialog hears it:\n";
+    std::cout << "  The window stores a value for this session only, and the dialog is notified:\n";
     openWindows.set({"Letter", "Budget"}, &window);
 
     std::cout << "  At the end of the session:\n";
@@ -105,9 +106,9 @@ void firstRun() {
 }
 
 void secondRun() {
-    std::cout << "  What the user chose is there again; what was for the session has gone:\n";
+    std::cout << "  The user's values are loaded again. The value of the last session is gone:\n";
     showAll();
-    std::cout << "  The user resets the theme, and the installation's shows through:\n";
+    std::cout << "  The user resets the theme. The installation's theme is used again:\n";
     const Panel window("window");
     theme.reset();
 }

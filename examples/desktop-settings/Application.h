@@ -1,7 +1,7 @@
 #pragma once
 
-/// A user's first session: looks settings up, overrides some, and is told of the changes.
+/// A user's first session: reads settings, overrides some, and receives notifications.
 void firstRun();
 
-/// The session after it: what is still there, what is not, and how a default comes back.
+/// The next session: shows which settings remain, and resets one to the installation's value.
 void secondRun();

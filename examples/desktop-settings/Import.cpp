@@ -27,7 +27,7 @@ bool isA(const Variant &value, const GVariantType *type) {
     return g_variant_is_of_type(value.get(), type);
 }
 
-/// The elements of an array, each read by `get`.
+/// Returns the elements of an array. `get` reads one element.
 template <class Element, class Get>
 std::vector<Element> elements(const Variant &array, Get get) {
     std::vector<Element> all;
@@ -43,7 +43,8 @@ std::string toString(GVariant *value) {
     return std::string(text, length);
 }
 
-/// Writes the value with its type; the name of that type, or nothing when the register has none.
+/// Writes the value with its type. Returns the name of the type; empty when the register does not
+/// support it.
 std::string store(_Register &reg, const std::string &name, const Variant &value) {
     if (isA(value, G_VARIANT_TYPE_STRING)) {
         reg._writeString(nullptr, name, toString(value.get()), UserScope);
@@ -107,7 +108,7 @@ void importSettings(std::istream &settings, _Register &reg) {
               << " are now typed properties:\n";
     for (const auto &[type, count] : stored)
         std::cout << "    " << type << ": " << count << "\n";
-    std::cout << "  " << refused.size() << " have a type that the register does not:\n";
+    std::cout << "  " << refused.size() << " have a type that the register does not support:\n";
     for (const std::string &line : refused)
         std::cout << "    " << line << "\n";
 }

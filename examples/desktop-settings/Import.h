@@ -6,6 +6,6 @@
 
 /// Reads lines of the form "SCHEMA KEY VALUE", the value as GVariant text, and writes each as a
 /// typed property into the user scope: "org.gnome.desktop.interface cursor-size 24" becomes the
-/// integer "org/gnome/desktop/interface/cursor-size". Prints what it did, and every line that it
-/// could not represent.
+/// integer "org/gnome/desktop/interface/cursor-size". Prints the number of properties of each type,
+/// and every line that it cannot represent.
 void importSettings(std::istream &settings, utils::properties::_Register &reg);

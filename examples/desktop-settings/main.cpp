@@ -1,11 +1,11 @@
-// Desktop settings in the register: imports what `gsettings list-recursively` prints, then runs as
+// Desktop settings in the register. Imports the output of `gsettings list-recursively`, or runs as
 // an application of that desktop.
 //
 //   desktop-settings import DIRECTORY < SETTINGS
 //   desktop-settings first-run INSTALLATION HOME
 //   desktop-settings second-run INSTALLATION HOME
 //
-// `scripts/demo` runs the three in a row.
+// `scripts/demo` runs the three commands in this order.
 #include "Application.h"
 #include "Import.h"
 
@@ -20,7 +20,8 @@ using utils::properties::_Register;
 
 namespace {
 
-/// Saves now, because the exit code cannot tell of the save at exit. Returns the exit code.
+/// Saves now, because the exit code cannot report a failure of the save at exit. Returns the exit
+/// code.
 int save() {
     _Register::getInstance().save();
     return _Register::getInstance().saveError().empty() ? 0 : 1;

@@ -122,7 +122,7 @@ int main(int count, char **arguments) {
     groups();
     handles();
 
-    // The exit would save too, but could tell nobody that it failed.
+    // The exit saves too, but the exit code cannot report its failure.
     _Register &reg = _Register::getInstance();
     reg.save();
     if (!reg.saveError().empty()) {
