@@ -230,9 +230,15 @@ StoredFile::Aside StoredFile::replaceDamaged(const FileLocation &location,
     if (!nameDamaged(location, canBeReplaced ? content : nullptr, newName) ||
         !beside::sync(location))
         return failAside(location, "setting it aside");
-    newPath = location.pathBeside(newName);
     AtomicFile restored(_path);
-    previousRestored = previous && restored.open() && restored.commit(*previous);
+    previousRestored =
+        previous && restored.open() && (restored.commit(*previous) || restored.isReplaced());
+    if (previous && !previousRestored && canBeReplaced) {
+        const Aside failed = failAside(location, restored.stage());
+        ::unlinkat(directory, newName.c_str(), 0); // it keeps its name
+        return failed;
+    }
+    newPath = location.pathBeside(newName);
     if (!previousRestored && canBeReplaced)
         ::unlinkat(directory, name, 0);
     return Aside::Done;

@@ -152,8 +152,9 @@ public:
     /// is renamed to "Brevolant.dat.damaged", with a number where that name is taken. The previous
     /// generation, "Brevolant.dat.previous", becomes the user file if it is intact; otherwise the
     /// user scope is empty. A user file without content counts as damaged if the previous
-    /// generation is intact. Where the user file cannot be renamed, the user scope is empty and
-    /// saves fail. Nothing is deleted.
+    /// generation is intact. If the user file cannot be renamed, or cannot be read for a reason
+    /// that may pass, the user scope is empty and the saves of this process fail. Nothing is
+    /// deleted. Once the register exists, this does what `initialize` does.
     static Recovery initializeOrRecover(const std::string &globalPath, const std::string &userPath);
 
     /// Returns the register. The first call constructs it and loads its files. If that fails, this
@@ -182,7 +183,7 @@ public:
     /// includes the saves of `initialize`, so set the function before that, and the last save, at
     /// exit. An empty function removes it. It runs without any lock of the register, unless a
     /// callback saved. Exceptions that it throws are dropped. It may save; if that save fails too,
-    /// the function is not called again.
+    /// the function is not called again. It must not end its thread.
     static void setSaveErrorHandler(std::function<void(const std::string &)> handler);
 
     /// Returns the scope's root followed by the name, unchanged.

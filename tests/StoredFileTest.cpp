@@ -31,6 +31,8 @@ std::string registerFile(const QString &property) {
     } bytes;
     RAMFileSystem tree;
     FileHandle *handle = nullptr;
+    for (auto end = property.indexOf('/'); end >= 0; end = property.indexOf('/', end + 1))
+        tree.mkdir(property.left(end));
     tree.open(property, &handle, FileSystem::WriteMode);
     tree.close(handle);
     tree.serialize(bytes);
@@ -133,7 +135,7 @@ TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
     EXPECT_EQ(setAside(), "/f.damaged");
     EXPECT_FALSE(fs::exists(file));
     writeFile(file, "2");
-    writeFile(previous, "");
+    writeFile(previous, registerFile(QString("d/").repeated(511) + "p")); // too deep for a scope
     EXPECT_EQ(setAside(), "/f.damaged.2");
     writeFile(file, "3");
     writeFile(previous, a);
@@ -161,7 +163,7 @@ TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
     ::chmod(previous.c_str(), 0644);
     EXPECT_EQ(setAside(), "/f.damaged.5 restored");
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640)) << "not those of the generation";
-    fs::remove(previous);
+    writeFile(previous, "");
     writeFile(file, "");
     EXPECT_EQ(setAside(), "not needed");
 }

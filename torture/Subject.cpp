@@ -4,6 +4,7 @@
 #include <exception/Exception.h>
 #include <register/Register.h>
 
+#include <cstdlib>
 #include <new>
 
 using namespace utils::properties;
@@ -14,7 +15,10 @@ class RegisterStore : public Store {
 public:
     std::string load(const std::string &directory) override {
         try {
-            _Register::initialize("", directory);
+            if (std::getenv("TORTURE_RECOVER"))
+                _Register::initializeOrRecover("", directory);
+            else
+                _Register::initialize("", directory);
             return "";
         } catch (const utils::Exception &error) {
             return error.what();

@@ -54,6 +54,7 @@ class Torture:
         self.work.chmod(0o755)
         self.failures = []
         self.faults = 0
+        self.kept = ()  # contents that must still exist in a file after a fault
         self.known = {None: "none"}  # the generation that each content of a file is loaded as
         self.subject = self.build / subject
         self.empty = self.work / "empty"
@@ -106,9 +107,12 @@ class Torture:
         if previous.exists() and self.loads_as(previous.read_bytes()) in (None, "mixed"):
             self.failures.append(f"{what}: {previous} is not complete")
         litter = [name for name in os.listdir(directory)
-                  if name not in (self.file, self.previous) and not name.startswith("keep")]
+                  if name not in (self.file, self.previous) and not name.startswith(("keep", self.file + ".damaged"))]
         if litter:
             self.failures.append(f"{what}: leftover files {litter}")
+        contents = [path.read_bytes() for path in directory.iterdir()]
+        if any(kept not in contents for kept in self.kept):
+            self.failures.append(f"{what}: a content is lost")
         if after.loaded not in allowed:
             return "LOST"
         return {"1": "old", "none": "old"}.get(after.loaded, "new")
@@ -201,6 +205,22 @@ class Torture:
                     self.failures.append(f"{error}: fewer than 4 calls were found without which a save must fail")
                 self.inject_each(f"{error} {'once' if once else 'from then on'}", wanted, self.old, ["1", "2"],
                                  f"error={error}", once)
+
+    def recovery(self):
+        """SIGKILL and errors at every system call of a start that sets a damaged file aside."""
+        damaged = self.work / "damaged"
+        damaged.mkdir()
+        (damaged / self.file).write_bytes(b"damaged")
+        shutil.copy(self.old / self.file, damaged / self.previous)
+        self.kept = (b"damaged",)
+        os.environ["TORTURE_RECOVER"] = "1"
+        calls = [(call, False) for call in self.window(self.fresh(damaged))
+                 if call[0] not in ("exit_group", "execve", "futex", "writev", "getrandom", "munmap", "brk")]
+        self.inject_each("kill", calls, damaged, ["1", "2"], "signal=SIGKILL")
+        for error in ("EIO", "ENOSPC"):
+            self.inject_each(f"{error} once", calls, damaged, ["1", "2"], f"error={error}")
+        del os.environ["TORTURE_RECOVER"]
+        self.kept = ()
 
     # Disks and rights
 
@@ -413,7 +433,7 @@ def crash_contents(steps, path, before):
     return contents
 
 
-SECTIONS = ("kill", "errors", "disks", "processes", "power")
+SECTIONS = ("kill", "errors", "recovery", "disks", "processes", "power")
 
 
 def main():
