@@ -9,6 +9,8 @@
 
 #include <cstring>
 
+#include <malloc.h>
+
 using namespace filesystem;
 using testing_support::thrownBy;
 
@@ -193,6 +195,27 @@ TEST(RegisterFormat, theMessageSaysWhatIsWrong) {
         for (const std::string &payload :
              {group("", 1, property(name)), group("", 0, "", 1, group(name, 0, ""))})
             EXPECT_EQ(errorOf(fileOf(payload)), structure + "a name is not allowed (at byte 46).");
+}
+
+// Groups that cost the most for each of their bytes: with short names and one property each.
+TEST(RegisterFormat, aFileCostsAtMostSixteenTimesItsSize) {
+    const int count = 65536;
+    const auto name = [](int i) {
+        return std::string{char('0' + (i >> 12)), char('0' + (i >> 6 & 63)), char('0' + (i & 63))};
+    };
+    std::string groups;
+    for (int i = 0; i < count; ++i)
+        groups += group(name(i), 1, property("p"));
+    const std::string file = fileOf(group("", 0, "", count, groups));
+    const auto used = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
+    const std::size_t before = used();
+    SampleTree sample;
+    registerFormat::decode(file, sample.tree, sample.group);
+    int found = 0;
+    for (int i = 0; i < count; ++i) // this enters the properties into the index
+        found += sample.tree.find(sample.top, Name(name(i) + "/p")).isProperty();
+    EXPECT_EQ(found, count);
+    EXPECT_LE(used() - before, 16 * file.size());
 }
 
 TEST(RegisterFormat, manyPropertiesAreFoundAndSorted) {
