@@ -11,6 +11,10 @@
 
 namespace filesystem::beside {
 
+std::string previousOf(const FileLocation &location) {
+    return location.beside("", ".previous");
+}
+
 bool linkOver(const FileLocation &location, const std::string &to) {
     const int directory = location.directory().number();
     const std::string temporary = AtomicFile::temporaryName(location);

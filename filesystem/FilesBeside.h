@@ -10,6 +10,9 @@
 /// that fails returns false, or no descriptor, and sets `errno`.
 namespace filesystem::beside {
 
+/// The name of the previous generation of a register file.
+std::string previousOf(const FileLocation &location);
+
 /// Opens a file for reading; does not follow a symbolic link.
 posix::Descriptor open(const FileLocation &location, const std::string &name);
 

@@ -20,51 +20,6 @@ using Result = StoredFile::Result;
 
 constexpr const char *leaving = "leaving it as it is";
 
-std::string previousOf(const FileLocation &location) {
-    return location.beside("", ".previous");
-}
-
-/// True when a file could not be read for a reason that says nothing of the file: no descriptors or
-/// memory left, a failing disk or network.
-bool mayPass(int reason) {
-    for (const int lasting : {EACCES, EPERM, EISDIR, EINVAL, ENXIO, EFBIG, ELOOP})
-        if (reason == lasting)
-            return false;
-    return !posix::meansMissing(reason);
-}
-
-/// Keeps other processes from setting the same file aside, for at most five seconds.
-void lockForRecovery(const posix::Descriptor &file) {
-    constexpr int attempts = 500;
-    for (int i = 0; i < attempts && !posix::lock(file) && errno == EWOULDBLOCK; ++i)
-        ::usleep(10000);
-}
-
-/// True when the file still has its name. A file that could not be opened counts as the one there.
-bool isInPlace(const FileLocation &location, const posix::Descriptor &file) {
-    struct stat opened = {}, named = {};
-    if (::fstatat(location.directory().number(), location.name().c_str(), &named,
-                  AT_SYMLINK_NOFOLLOW) == -1)
-        return false;
-    return !file || (::fstat(file.number(), &opened) == 0 && opened.st_dev == named.st_dev &&
-                     opened.st_ino == named.st_ino);
-}
-
-/// Gives the damaged file a name that nothing has. It keeps its own name too if its content is
-/// given, which stands in where the file system has no hard links.
-bool nameDamaged(const FileLocation &location, const std::string *content, std::string &name) {
-    for (int number = 1;; ++number) {
-        name = location.beside("", number == 1 ? ".damaged" : ".damaged." + std::to_string(number));
-        if (!beside::isFree(location, name))
-            continue;
-        const bool done =
-            content ? beside::linkOver(location, name) || beside::copyOver(location, *content, name)
-                    : beside::renameTo(location, name);
-        if (done || errno != EEXIST)
-            return done;
-    }
-}
-
 } // namespace
 
 StoredFile::Identity::Identity(const struct stat &status)
@@ -177,80 +132,13 @@ bool StoredFile::isKnown(const posix::Descriptor &file, const struct stat &statu
 }
 
 bool StoredFile::keepAsPrevious(const FileLocation &location) {
-    const std::string previous = previousOf(location);
+    const std::string previous = beside::previousOf(location);
     std::string content;
     _previousKept = (beside::linkOver(location, previous) ||
                      (beside::read(location, location.name(), content) &&
                       beside::copyOver(location, content, previous))) &&
                     beside::sync(location);
     return _previousKept || fail(location.pathBeside(previous), "keeping the previous generation");
-}
-
-StoredFile::Aside StoredFile::failAside(const FileLocation &location, const char *stage) {
-    fail(location.path().empty() ? _path : location.path(), stage);
-    return Aside::Failed;
-}
-
-StoredFile::Aside StoredFile::setAside(std::string &newPath, bool &previousRestored) {
-    const posix::CancellationBlock block;
-    _error.clear();
-    FileLocation location;
-    if (!location.find(_path))
-        return failAside(location, location.stage());
-    const posix::Descriptor file = beside::open(location, location.name());
-    if (file)
-        lockForRecovery(file);
-    std::string content, previous;
-    const bool isRead = posix::readAll(file, registerFormat::maxFileSize, content);
-    if (!isRead && mayPass(errno))
-        return failAside(location, "reading");
-    bool isRestorable = beside::read(location, previousOf(location), previous);
-    if (!isRestorable && mayPass(errno))
-        return failAside(location, "reading the previous generation");
-    isRestorable = isRestorable && !previous.empty() && registerFormat::faultOf(previous).empty();
-
-    const bool isUsable =
-        isRead && (content.empty() ? !isRestorable : registerFormat::faultOf(content).empty());
-    if (isUsable || !isInPlace(location, file))
-        return Aside::NotNeeded;
-    return replaceDamaged(location, isRead ? &content : nullptr, isRestorable ? &previous : nullptr,
-                          newPath, previousRestored);
-}
-
-/// Sets a file aside whose content is null if it cannot be read, for one that is null if there is
-/// none.
-StoredFile::Aside StoredFile::replaceDamaged(const FileLocation &location,
-                                             const std::string *content,
-                                             const std::string *previous, std::string &newPath,
-                                             bool &previousRestored) {
-    const int directory = location.directory().number();
-    const char *name = location.name().c_str();
-    const bool canBeReplaced = content && ::faccessat(directory, name, W_OK, AT_EACCESS) == 0;
-    std::string newName;
-    if (!nameDamaged(location, canBeReplaced ? content : nullptr, newName) ||
-        !beside::sync(location))
-        return failAside(location, "setting it aside");
-    AtomicFile restored(_path);
-    previousRestored =
-        previous && restored.open() && (restored.commit(*previous) || restored.isReplaced());
-    if (previous && !previousRestored && canBeReplaced) {
-        const Aside failed = failAside(location, restored.stage());
-        ::unlinkat(directory, newName.c_str(), 0); // it keeps its name
-        return failed;
-    }
-    newPath = location.pathBeside(newName);
-    if (!previousRestored && canBeReplaced)
-        ::unlinkat(directory, name, 0);
-    return Aside::Done;
-}
-
-bool StoredFile::isEmpty() const {
-    const posix::CancellationBlock block;
-    FileLocation location;
-    struct stat status = {};
-    return !refersToNothing() && location.find(_path) &&
-           ::fstatat(location.directory().number(), location.name().c_str(), &status, 0) == 0 &&
-           S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
 } // namespace filesystem

@@ -47,20 +47,6 @@ public:
     /// Makes `replace` fail with this reason, until content is accepted.
     void leaveAlone(std::string reason) { _leftAlone = std::move(reason); }
 
-    enum class Aside {
-        Done,
-        NotNeeded, ///< the file can be used, perhaps since another process has set it aside
-        Failed     ///< the file keeps its name; `error` says why
-    };
-    /// Renames a file that cannot be used to `NAME.damaged`, or `NAME.damaged.2` and so on if that
-    /// name is taken, and stores its new path. If the previous generation is intact, a copy of it
-    /// with the rights of the damaged file becomes the file; otherwise no file has the name. A file
-    /// without content can be used, unless the previous generation is intact. Fails if a file
-    /// cannot be read for a reason that may pass, such as a failing network.
-    Aside setAside(std::string &newPath, bool &previousRestored);
-    /// True when the file exists and has no content.
-    bool isEmpty() const;
-
     const std::string &directory() const { return _directory; }
     /// "DIRECTORY/NAME", as given to the constructor.
     const std::string &path() const { return _path; }
@@ -90,9 +76,6 @@ private:
     bool fail(const std::string &path, const char *stage);
     bool failWith(const std::string &path, const char *stage, std::string reason);
     bool keepOld(const FileLocation &location, std::string_view content);
-    Aside failAside(const FileLocation &location, const char *stage);
-    Aside replaceDamaged(const FileLocation &location, const std::string *content,
-                         const std::string *previous, std::string &newPath, bool &previousRestored);
     bool isKnown(const posix::Descriptor &file, const struct stat &status) const;
     bool keepAsPrevious(const FileLocation &location);
 

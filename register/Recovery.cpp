@@ -1,23 +1,27 @@
 // A start that continues when register files cannot be used.
-#include "filesystem/StoredFile.h"
+#include "filesystem/DamagedFile.h"
 #include "register/Lifetime.h"
 #include "register/Register.h"
 #include "register/UserFile.h"
 
 namespace utils::properties {
 
-using filesystem::StoredFile;
+using filesystem::DamagedFile;
 
 namespace {
 
 /// Leaves the file alone if it cannot be set aside: the register starts without it.
 void setUserFileAside(Recovery &recovery, const RegisterFileError &error) {
-    StoredFile file(_Register::_UserRegisterPath, _Register::_BV_REGISTER_NAME);
-    const auto result = file.setAside(recovery.damagedFile, recovery.previousRestored);
-    if (result != StoredFile::Aside::NotNeeded)
+    DamagedFile file(error.path());
+    const auto result = file.setAside();
+    if (result != DamagedFile::Result::NotNeeded)
         recovery.userError = error;
-    if (result == StoredFile::Aside::Failed)
+    if (result == DamagedFile::Result::Failed)
         _Register::_UserRegisterPath.clear();
+    if (result == DamagedFile::Result::SetAside) {
+        recovery.damagedFile = file.newPath();
+        recovery.previousRestored = file.previousRestored();
+    }
 }
 
 /// Constructs the register. False when a file could not be used; the next attempt goes without it.
@@ -50,11 +54,11 @@ Recovery _Register::initializeOrRecover(const std::string &globalPath,
         return recovery;
     }
     setDirectories(globalPath, userPath);
-    const StoredFile file(userPath, _BV_REGISTER_NAME);
-    if (file.isEmpty()) {
+    const std::string path = userPath + "/" + _BV_REGISTER_NAME;
+    if (!userPath.empty() && DamagedFile(path).isEmpty()) {
         const std::string reason = "The register file is empty.";
-        setUserFileAside(recovery, RegisterFileError(file.path() + ": " + reason, file.path(),
-                                                     UserScope, reason));
+        setUserFileAside(recovery,
+                         RegisterFileError(path + ": " + reason, path, UserScope, reason));
     }
     for (int attempt = 1; !start(recovery, attempt); ++attempt) {
     }

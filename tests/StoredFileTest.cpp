@@ -1,6 +1,7 @@
 // What a save keeps of the file that it replaces, and which files it does not overwrite.
 #include "filesystem/StoredFile.h"
 
+#include "filesystem/DamagedFile.h"
 #include "filesystem/Posix.h"
 #include "filesystem/RAMFileSystem.h"
 #include "tests/Support.h"
@@ -122,13 +123,13 @@ TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
 
 TEST_F(Stored, aDamagedFileIsSetAsideForThePreviousGeneration) {
     const auto setAside = [&] {
-        std::string newPath;
-        bool restored = false;
-        const auto result = stored.setAside(newPath, restored);
-        EXPECT_NE(result, StoredFile::Aside::Failed) << stored.error();
-        return result == StoredFile::Aside::NotNeeded
+        DamagedFile damaged(file);
+        const auto result = damaged.setAside();
+        EXPECT_NE(result, DamagedFile::Result::Failed);
+        return result == DamagedFile::Result::NotNeeded
                    ? "not needed"
-                   : newPath.substr(dir.path().size()) + (restored ? " restored" : "");
+                   : damaged.newPath().substr(dir.path().size()) +
+                         (damaged.previousRestored() ? " restored" : "");
     };
     writeFile(file, "1");
     writeFile(previous, "damaged too");
