@@ -96,6 +96,7 @@ bool AtomicFile::createTemporary() {
         if (!taken && status.st_nlink > 0)
             return true;
         _file = posix::Descriptor();
+        _temporary.clear(); // the name is the other process's to remove
     }
     errno = EBUSY;
     return false;

@@ -48,8 +48,6 @@ public:
     void leaveAlone(std::string reason) { _leftAlone = std::move(reason); }
 
     const std::string &directory() const { return _directory; }
-    /// "DIRECTORY/NAME", as given to the constructor.
-    const std::string &path() const { return _path; }
     /// The error of the last call: the file, the operation that failed and the reason. Empty on
     /// success.
     const std::string &error() const { return _error; }

@@ -16,6 +16,7 @@
 
 using namespace filesystem;
 using namespace testing_support;
+using namespace std::string_literals;
 
 static uid_t strangersId = 0; ///< if not 0, geteuid returns it
 
@@ -176,15 +177,14 @@ TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
             deep += "/" + std::string(std::min<std::size_t>(200, 4070 - deep.size()), 'd'));
     const std::string name(4093 - deep.size(), 'n'), longName(250, 'l');
     fs::create_symlink(longName, dir / "link");
-    for (StoredFile longFile : {StoredFile(deep, name), StoredFile(dir.path(), "link")}) {
+    for (const auto &[directory, of] : {std::pair(deep, name), std::pair(dir.path(), "link"s)}) {
+        StoredFile longFile(directory, of), another(directory, of);
         EXPECT_TRUE(longFile.replace(a)) << longFile.error();
-        StoredFile another(longFile.directory(), fs::path(longFile.path()).filename());
         EXPECT_TRUE(another.replace(b)) << another.error(); // keeps the other's file
         std::string content;
         EXPECT_EQ(longFile.read(content), StoredFile::Result::Done) << longFile.error();
         EXPECT_EQ(content, b);
-        EXPECT_EQ(listDirectory(fs::path(longFile.path()).parent_path()).size(),
-                  longFile.directory() == deep ? 2U : 4U);
+        EXPECT_EQ(listDirectory(directory).size(), directory == deep ? 2U : 4U);
     }
 }
 
