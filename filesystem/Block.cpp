@@ -14,18 +14,17 @@ Block::Block(std::size_t capacity) {
     _capacity = static_cast<std::uint32_t>(capacity);
 }
 
-Block::Block(std::shared_ptr<std::string> file, std::string_view bytes, std::size_t count)
-    : _bytes(file->data() + (bytes.data() - file->data())), _file(std::move(file)),
-      _size(static_cast<std::uint32_t>(bytes.size())), _capacity(_size),
-      _count(static_cast<std::uint32_t>(count)), _ordered(_size) {}
+Block::Block(std::shared_ptr<const std::string> file, std::string_view bytes, std::size_t count)
+    : _bytes(bytes.data()), _file(std::move(file)), _size(static_cast<std::uint32_t>(bytes.size())),
+      _capacity(_size), _count(static_cast<std::uint32_t>(count)), _ordered(_size) {}
 
-void Block::grow(std::size_t capacity) {
-    Block larger(capacity);
-    bytes().copy(larger._bytes, _size);
-    _bytes = larger._bytes;
-    _own = std::move(larger._own);
+void Block::moveTo(std::size_t capacity) {
+    Block moved(capacity);
+    bytes().copy(moved._own.get(), _size);
+    _bytes = moved._bytes;
+    _own = std::move(moved._own);
     _file.reset();
-    _capacity = larger._capacity;
+    _capacity = moved._capacity;
 }
 
 std::vector<std::uint32_t> Block::inOrder() const {
@@ -50,7 +49,7 @@ std::uint32_t Block::append(std::string_view name, std::size_t valueSize) noexce
     const std::uint32_t offset = _size;
     const bool inOrder =
         _ordered == _size && (_size == 0 || (_last != none && this->name(_last) < name));
-    char *bytes = _bytes + offset;
+    char *bytes = _own.get() + offset;
     littleEndian::put(bytes, static_cast<std::uint16_t>(name.size()));
     littleEndian::put(bytes + 2, static_cast<std::uint32_t>(valueSize));
     name.copy(bytes + headerSize, name.size());
@@ -71,8 +70,9 @@ std::uint32_t Block::append(std::string_view name, std::string_view value) noexc
 
 void Block::remove(std::uint32_t offset) noexcept {
     const std::uint32_t size = propertySize(offset);
-    littleEndian::put(_bytes + offset, std::uint16_t{0});
-    littleEndian::put(_bytes + offset + 2, static_cast<std::uint32_t>(size - headerSize));
+    char *bytes = _own.get() + offset;
+    littleEndian::put(bytes, std::uint16_t{0});
+    littleEndian::put(bytes + 2, static_cast<std::uint32_t>(size - headerSize));
     _gaps += size;
     --_count;
     if (offset == _last)

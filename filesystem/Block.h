@@ -15,11 +15,11 @@ namespace filesystem {
 /// length of the name (2 bytes), the length of the value (4 bytes), the name, the value. A removed
 /// property leaves a gap, which is a property with an empty name.
 ///
-/// The block of a loaded group uses the bytes of the file, which all such blocks share. When the
-/// block has to grow, it moves to its own allocation.
+/// The block of a loaded group uses the bytes of the file, which all such blocks share with others
+/// and never change. Before its first change, the block moves to its own allocation.
 ///
 /// Offsets stay valid until the block is replaced. Views of names and values stay valid until the
-/// block is replaced or grows.
+/// block is replaced or moves.
 class Block {
 public:
     static constexpr std::size_t headerSize = 6;
@@ -30,13 +30,17 @@ public:
     /// An empty block with room for `capacity` bytes. Throws `std::bad_alloc`, and
     /// `std::length_error` above `maxSize`.
     explicit Block(std::size_t capacity);
-    /// A block in the bytes of a loaded file. It shares ownership of the file until it grows. Its
+    /// A block in the bytes of a loaded file. It shares ownership of the file until it moves. Its
     /// properties are sorted by name and have no gaps between them.
-    Block(std::shared_ptr<std::string> file, std::string_view bytes, std::size_t count);
+    Block(std::shared_ptr<const std::string> file, std::string_view bytes, std::size_t count);
 
-    /// Moves to an allocation of `capacity` bytes, which must be more than before. Offsets stay
-    /// valid.
-    void grow(std::size_t capacity);
+    /// Moves to an allocation of `capacity` bytes, at least as many as before. Offsets stay valid.
+    void moveTo(std::size_t capacity);
+    /// Moves to its own allocation if it uses the bytes of a file. Call this before a change.
+    void makeWritable() {
+        if (_file)
+            moveTo(_size);
+    }
 
     std::size_t count() const { return _count; }
     /// The size in bytes, without the gaps.
@@ -55,7 +59,7 @@ public:
     }
     /// The bytes of the value, for overwriting with a value of the same length.
     char *valueBytes(std::uint32_t offset) {
-        return _bytes + offset + headerSize + nameLength(offset);
+        return _own.get() + offset + headerSize + nameLength(offset);
     }
     /// All bytes, including the gaps.
     std::string_view bytes() const { return {_bytes, _size}; }
@@ -94,9 +98,9 @@ private:
         return static_cast<std::uint32_t>(headerSize + nameLength(offset) + valueLength(offset));
     }
 
-    char *_bytes = nullptr;
+    const char *_bytes = nullptr;
     std::unique_ptr<char[]> _own; ///< owns the bytes, unless `_file` does
-    std::shared_ptr<std::string> _file;
+    std::shared_ptr<const std::string> _file;
     std::uint32_t _size = 0;
     std::uint32_t _capacity = 0;
     std::uint32_t _gaps = 0;    ///< bytes in gaps

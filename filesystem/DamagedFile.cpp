@@ -1,11 +1,13 @@
 #include "filesystem/DamagedFile.h"
 
 #include "filesystem/AtomicFile.h"
+#include "filesystem/FileLock.h"
 #include "filesystem/FilesBeside.h"
 #include "filesystem/Posix.h"
 #include "filesystem/RegisterFormat.h"
 
 #include <cerrno>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,11 +26,8 @@ bool mayPass(int reason) {
     return !posix::meansMissing(reason);
 }
 
-/// Waits for the lock of a file, for at most five seconds.
-void waitForLock(const posix::Descriptor &file) {
-    constexpr int attempts = 500;
-    for (int i = 0; i < attempts && !posix::lock(file) && errno == EWOULDBLOCK; ++i)
-        ::usleep(10000);
+std::string faultOf(const std::string &content) {
+    return registerFormat::faultOf(std::make_shared<const std::string>(content));
 }
 
 /// True when the file still has its name. A file that could not be opened counts as the one there.
@@ -53,14 +52,14 @@ DamagedFile::Result DamagedFile::setAside() {
     const posix::CancellationBlock block;
     if (!_location.find(_path))
         return Result::Failed;
+    FileLock lock;
+    lock.lock(_location); // without it, `isInPlace` still tells what another process has done
     const posix::Descriptor file = beside::open(_location, _location.name());
-    if (file)
-        waitForLock(file);
     const bool isRead = posix::readAll(file, registerFormat::maxFileSize, _content);
     if ((!isRead && mayPass(errno)) || !readPrevious())
         return Result::Failed;
-    const bool isUsable = isRead && (_content.empty() ? _previous.empty()
-                                                      : registerFormat::faultOf(_content).empty());
+    const bool isUsable =
+        isRead && (_content.empty() ? _previous.empty() : faultOf(_content).empty());
     if (isUsable || !isInPlace(_location, file))
         return Result::NotNeeded;
     _canBeReplaced = isRead && ::faccessat(_location.directory().number(), _location.name().c_str(),
@@ -74,7 +73,7 @@ bool DamagedFile::readPrevious() {
         _previous.clear();
         return !mayPass(errno);
     }
-    if (!registerFormat::faultOf(_previous).empty())
+    if (!faultOf(_previous).empty())
         _previous.clear();
     return true;
 }

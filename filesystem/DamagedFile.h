@@ -8,8 +8,9 @@ namespace filesystem {
 
 /// A register file that cannot be used, and the previous generation beside it; see `StoredFile`.
 ///
-/// Several processes may find the same file. The first one locks it, and the others wait for that
-/// and then look again. For one thread; a request to cancel it waits until a call has returned.
+/// Several processes may find the same file. The first one takes its save lock, see `FileLock`, and
+/// the others wait for that and then look again. For one thread; a request to cancel it waits until
+/// a call has returned.
 class DamagedFile {
 public:
     explicit DamagedFile(std::string path) : _path(std::move(path)) {}

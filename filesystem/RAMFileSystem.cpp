@@ -158,8 +158,8 @@ bool RAMFileSystem::unserialize(const QString &path, FileHandle &handle) {
         return false;
     const auto position = static_cast<std::size_t>(handle.tell());
     try {
-        registerFormat::decode(std::string(handle.bytes().substr(position)), *_tree,
-                               directory.group);
+        registerFormat::decode(std::make_shared<const std::string>(handle.bytes().substr(position)),
+                               *_tree, directory.group);
     } catch (const utils::Exception &error) {
         throw utils::Exception(handle.name().toStdString() + ": " + error.what());
     }

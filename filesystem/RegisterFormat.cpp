@@ -60,7 +60,7 @@ void appendGroup(std::string &out, const Tree &tree, Tree::GroupId id, std::stri
     append<std::uint16_t>(out, name.size());
     append<std::uint32_t>(out, properties.count());
     append<std::uint32_t>(out, properties.bytes().size());
-    append<std::uint32_t>(out, tree.groupCount(id));
+    append<std::uint32_t>(out, tree.groups(id).size());
     out.append(name).append(properties.bytes());
 }
 
@@ -98,7 +98,7 @@ std::size_t countGroups(std::string_view payload) {
 /// Checks the structure of a payload and builds its groups outside of the tree.
 class Decoder {
 public:
-    Decoder(std::shared_ptr<std::string> file, std::string_view payload, Tree &tree,
+    Decoder(std::shared_ptr<const std::string> file, std::string_view payload, Tree &tree,
             Tree::GroupId target)
         : _file(std::move(file)), _reader(payload), _path(tree.pathSize(target)),
           _builder(tree, countGroups(payload), target) {}
@@ -136,7 +136,7 @@ private:
                                std::to_string(at - _file->data()) + ").");
     }
 
-    const std::shared_ptr<std::string> _file;
+    const std::shared_ptr<const std::string> _file;
     ByteReader _reader;
     const Tree::PathSize _path; ///< of the target
     Tree::Builder _builder;
@@ -233,7 +233,7 @@ std::string_view headerOf(std::string_view file) {
     return file.substr(0, headerLength);
 }
 
-std::string faultOf(std::string file) {
+std::string faultOf(Bytes file) {
     Tree scratch;
     const Top top = scratch.top("user"); // the limits of depth and length include the scope
     scratch.addGroup(top, Name({}));
@@ -267,12 +267,12 @@ std::string encode(Tree &tree, Tree::GroupId top) {
     return file;
 }
 
-void decode(std::string file, Tree &tree, Tree::GroupId group) {
-    if (file.empty())
+void decode(Bytes file, Tree &tree, Tree::GroupId group) {
+    if (file->empty())
         return Tree::Builder(tree, 0, group).moveIntoTree();
-    checkHeader(file);
-    const auto kept = std::make_shared<std::string>(std::move(file));
-    Decoder(kept, std::string_view(*kept).substr(headerLength), tree, group).decode();
+    checkHeader(*file);
+    const std::string_view payload = std::string_view(*file).substr(headerLength);
+    Decoder(std::move(file), payload, tree, group).decode();
 }
 
 } // namespace filesystem::registerFormat

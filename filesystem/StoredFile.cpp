@@ -47,7 +47,26 @@ bool StoredFile::refersToNothing() const {
     return _directory.empty() || _path.find('\0') != std::string::npos;
 }
 
-Result StoredFile::read(std::string &content) {
+posix::Descriptor StoredFile::openFile(FileLocation &location, struct stat &status) const {
+    posix::Descriptor file;
+    if (location.find(_path))
+        file = beside::open(location, location.name());
+    if (file && ::fstat(file.number(), &status) == -1)
+        file = posix::Descriptor();
+    return file;
+}
+
+bool StoredFile::readFile(const posix::Descriptor &file, const struct stat &status,
+                          Bytes &content) {
+    auto bytes = std::make_shared<std::string>();
+    if (!posix::readAll(file, registerFormat::maxFileSize, *bytes))
+        return fail(_path, "reading");
+    _read = Known{Identity(status), std::string(registerFormat::headerOf(*bytes))};
+    content = std::move(bytes);
+    return true;
+}
+
+Result StoredFile::read(Bytes &content) {
     const posix::CancellationBlock block;
     _error.clear();
     _known.reset();
@@ -55,18 +74,10 @@ Result StoredFile::read(std::string &content) {
     struct stat status = {};
     if (refersToNothing())
         return Result::Missing;
-    const bool found = location.find(_path);
-    const posix::Descriptor file =
-        found ? beside::open(location, location.name()) : posix::Descriptor();
+    const posix::Descriptor file = openFile(location, status);
     if (!file && posix::meansMissing(errno))
         return Result::Missing;
-    if (!file || ::fstat(file.number(), &status) == -1 ||
-        !posix::readAll(file, registerFormat::maxFileSize, content)) {
-        fail(_path, "reading");
-        return Result::Failed;
-    }
-    _read = Known{Identity(status), std::string(registerFormat::headerOf(content))};
-    return Result::Done;
+    return readFile(file, status, content) ? Result::Done : Result::Failed;
 }
 
 void StoredFile::accept() {
@@ -74,8 +85,32 @@ void StoredFile::accept() {
     _leftAlone.clear();
 }
 
-bool StoredFile::replace(std::string_view content) {
+Result StoredFile::refresh(Bytes &content) {
     const posix::CancellationBlock block;
+    _error.clear();
+    FileLocation location;
+    struct stat status = {};
+    const posix::Descriptor file = openFile(location, status);
+    if (!file && posix::meansMissing(errno)) {
+        fail(_path, "reading");
+        return Result::Missing;
+    }
+    if (file && isKnown(file, status))
+        return Result::Unchanged;
+    if (!readFile(file, status, content))
+        return Result::Failed;
+    const bool isEmptied = content->empty() && _known && !_known->header.empty();
+    std::string fault =
+        isEmptied ? "The register file is empty." : registerFormat::faultOf(content);
+    if (!fault.empty()) {
+        failWith(_path, leaving, std::move(fault));
+        return Result::Failed;
+    }
+    accept();
+    return Result::Done;
+}
+
+bool StoredFile::prepare() {
     _error.clear();
     if (refersToNothing()) {
         _error = "There is no directory to write in.";
@@ -83,12 +118,54 @@ bool StoredFile::replace(std::string_view content) {
     }
     if (!_leftAlone.empty())
         return failWith(_path, leaving, _leftAlone);
-    if (!posix::makePath(_directory, posix::privateDirectory))
-        return fail(_directory, "creating the directory");
+    return posix::makePath(_directory, posix::privateDirectory) ||
+           fail(_directory, "creating the directory");
+}
+
+/// False when another process holds the lock for too long.
+bool StoredFile::lock() {
+    FileLocation location;
+    _lockError.clear();
+    if (location.find(_path) && _lock->lock(location)) {
+        _lock->announce(_announces);
+        return true;
+    }
+    const bool isBusy = errno == ETIMEDOUT;
+    _lockError =
+        (location.path().empty() ? _path : FileLock::pathOf(location)) + ": locking: " +
+        (isBusy ? "Another process holds the lock." : std::generic_category().message(errno));
+    return !isBusy;
+}
+
+StoredFile::SaveLock::SaveLock(StoredFile &file) : _file(file) {
+    const posix::CancellationBlock block;
+    _isRefused = file._saveLocks++ == 0 && !file.lock();
+}
+
+StoredFile::SaveLock::~SaveLock() {
+    if (--_file._saveLocks == 0)
+        _file._lock->unlock();
+}
+
+void StoredFile::announce(bool overwriting) {
+    _announces = overwriting;
+    if (!overwriting)
+        _lock->announce(false);
+}
+
+bool StoredFile::has(std::string_view content) const {
+    return _known && _known->header == registerFormat::headerOf(content);
+}
+
+bool StoredFile::replace(std::string_view content) {
+    const posix::CancellationBlock block;
+    if (!prepare())
+        return false;
     AtomicFile file(_path);
     struct stat status = {};
     if (!file.open() || !file.write(content) || !file.statNew(status))
         return fail(file.path(), file.stage());
+    const SaveLock lock(*this);
     if (!keepOld(file.location(), content))
         return false;
     Known written{Identity(status), std::string(registerFormat::headerOf(content))};
@@ -101,16 +178,16 @@ bool StoredFile::replace(std::string_view content) {
 /// Keeps what the replacement by `content` would destroy. Returns false when that cannot be kept.
 bool StoredFile::keepOld(const FileLocation &location, std::string_view content) {
     struct stat status = {};
-    std::string old;
     const posix::Descriptor file = beside::open(location, location.name());
     if (file ? ::fstat(file.number(), &status) == -1 : errno != ENOENT)
         return fail(location.path(), "reading what it replaces");
     if (status.st_size == 0) // also if there is no file
         return _previousKept = true;
     if (!isKnown(file, status)) {
-        if (!posix::readAll(file, registerFormat::maxFileSize, old))
+        auto old = std::make_shared<std::string>();
+        if (!posix::readAll(file, registerFormat::maxFileSize, *old))
             return fail(location.path(), "reading what it replaces");
-        std::string header(registerFormat::headerOf(old));
+        std::string header(registerFormat::headerOf(*old));
         if (std::string fault = registerFormat::faultOf(std::move(old)); !fault.empty())
             return failWith(location.path(), leaving, std::move(fault));
         if (!_known || _known->header != header)

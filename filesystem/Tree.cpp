@@ -207,7 +207,7 @@ void Tree::makeRoom(GroupId id, std::size_t size) {
     if (block.hasGaps())
         rewrite(id, capacity, Block::none);
     else
-        block.grow(capacity);
+        block.moveTo(capacity);
 }
 
 /// Moves the properties of a group into a new block, sorted by name, except the one at `without`.
@@ -241,8 +241,10 @@ void Tree::rewrite(GroupId id, std::size_t capacity, std::uint32_t without) {
 char *Tree::resize(Index::Slot &slot, const Top &top, const Name &name, std::size_t size) {
     Block &block = _groups[slot.group].block;
     const std::size_t oldSize = block.value(slot.offset).size();
-    if (oldSize == size)
+    if (oldSize == size) {
+        block.makeWritable();
         return block.valueBytes(slot.offset);
+    }
     const std::string_view leaf = name.text.empty() ? top.name : leafOf(name.text);
     if (block.hasRoom(Block::sizeOf(leaf, size)))
         block.remove(slot.offset);
@@ -381,9 +383,11 @@ bool Tree::remove(const Top &top, const Name &name) {
     Index::Slot *slot = lookUp(top, path);
     if (!slot || (!slot->isGroup() && name.namesGroupOnly()))
         return false;
+    const GroupId group = slot->group;
+    if (!slot->isGroup())
+        _groups[group].block.makeWritable();
     changed();
     _openFiles.detach(top.name, normal);
-    const GroupId group = slot->group;
     if (slot->isGroup()) {
         _index.erase(slot);
         removeContent(group);

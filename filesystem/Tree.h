@@ -97,7 +97,8 @@ public:
     void sort(GroupId group);
     std::string_view name(GroupId group) const { return _groups[group].name(); }
     const Block &properties(GroupId group) const { return _groups[group].block; }
-    std::size_t groupCount(GroupId group) const { return _groups[group].groups.size(); }
+    /// The subgroups of a group; sorted after `sort`, and in a loaded group.
+    const std::vector<GroupId> &groups(GroupId group) const { return _groups[group].groups; }
     /// Returns the group after `group` in a walk of the groups below `top`; `none` at the end.
     GroupId next(GroupId group, GroupId top) const;
 

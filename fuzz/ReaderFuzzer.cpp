@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string file = isPayload ? behindHeader(bytes.substr(1)) : bytes.substr(1);
     try {
         Tree tree;
-        registerFormat::decode(file, tree, Tree::root);
+        registerFormat::decode(std::make_shared<const std::string>(file), tree, Tree::root);
         if (registerFormat::encode(tree, Tree::root) != file && !file.empty())
             std::abort();
     } catch (const utils::Exception &error) {

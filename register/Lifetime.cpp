@@ -4,6 +4,7 @@
 #include "filesystem/Utf8.h"
 #include "register/Callbacks.h"
 #include "register/Lock.h"
+#include "register/ScopeFile.h"
 
 #include <cstdlib>
 #include <new>
@@ -31,6 +32,7 @@ std::string _Register::_GlobalRegisterPath;
 std::string _Register::_UserRegisterPath;
 bool _Register::_haveGlobalRegister = false;
 std::shared_ptr<const SaveErrorHandler> Lifetime::saveErrorHandler;
+std::atomic<SaveMode> Lifetime::saveMode{ReplaceFile};
 
 _Register *Lifetime::_instance = nullptr;
 bool Lifetime::_ended = false;

@@ -2,6 +2,7 @@
 
 #include "register/Register.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -33,6 +34,7 @@ public:
 
     /// The handler of all saves; null if there is none.
     static std::shared_ptr<const SaveErrorHandler> saveErrorHandler;
+    static std::atomic<SaveMode> saveMode;
 
 private:
     static void registerExitHandlers();

@@ -2,7 +2,7 @@
 #include "filesystem/DamagedFile.h"
 #include "register/Lifetime.h"
 #include "register/Register.h"
-#include "register/UserFile.h"
+#include "register/ScopeFile.h"
 
 namespace utils::properties {
 

@@ -2,13 +2,12 @@
 
 #include "filesystem/Posix.h"
 #include "filesystem/RegisterFormat.h"
-#include "filesystem/StoredFile.h"
 #include "filesystem/Utf8.h"
 #include "register/Callbacks.h"
 #include "register/Lifetime.h"
 #include "register/Lock.h"
+#include "register/ScopeFile.h"
 #include "register/Scopes.h"
-#include "register/UserFile.h"
 
 #include <iterator>
 #include <new>
@@ -16,7 +15,6 @@
 
 namespace utils::properties {
 
-using filesystem::StoredFile;
 using filesystem::toQString;
 using filesystem::Tree;
 namespace registerFormat = filesystem::registerFormat;
@@ -25,21 +23,6 @@ namespace {
 
 Tree::Entry rootOf(Tree &tree, RegisterScope scope) {
     return tree.find(topOf(scope), filesystem::Name({}));
-}
-
-StoredFile::Result readGlobalFile(const std::string &directory, std::string &content,
-                                  std::string &reason) {
-    StoredFile file(directory, _Register::_BV_REGISTER_NAME);
-    const StoredFile::Result result = file.read(content);
-    reason = file.reason();
-    return result;
-}
-
-std::string encodeUserScope(Tree &tree) {
-    const Tree::Entry root = rootOf(tree, UserScope);
-    if (!root.isGroup())
-        throw Exception("The user scope has been removed.");
-    return registerFormat::encode(tree, root.group);
 }
 
 } // namespace
@@ -51,7 +34,9 @@ RegisterFileError::RegisterFileError(const std::string &message, std::string pat
 RegisterFileError::~RegisterFileError() = default;
 
 _Register::_Register()
-    : _callbacks(std::make_unique<Callbacks>()), _userFile(std::make_unique<UserFile>()) {
+    : _callbacks(std::make_unique<Callbacks>()), _globalFile(std::make_unique<ScopeFile>()),
+      _userFile(std::make_unique<ScopeFile>()) {
+    _userFile->announce(Lifetime::saveMode == ReplaceFile);
     tree().keepTogether(std::begin(scopeTops), std::end(scopeTops));
     for (const Scope &scope : scopes)
         mkdir(toQString(scope.root));
@@ -71,13 +56,13 @@ void _Register::load() {
 
 void _Register::loadScope(const std::string &directory, RegisterScope scope) {
     const std::string path = directory + "/" + _BV_REGISTER_NAME;
-    std::string content, reason;
-    const StoredFile::Result result = scope == UserScope
-                                          ? _userFile->read(directory, content, reason)
-                                          : readGlobalFile(directory, content, reason);
-    if (result == StoredFile::Result::Failed)
+    ScopeFile &file = scope == UserScope ? *_userFile : *_globalFile;
+    ScopeFile::Bytes content;
+    std::string reason;
+    const ScopeFile::Result result = file.read(directory, content, reason);
+    if (result == ScopeFile::Result::Failed)
         throw RegisterFileError("Can't open " + path, path, scope, reason);
-    if (result == StoredFile::Result::Missing)
+    if (result == ScopeFile::Result::Missing)
         return;
     const QString root = toQString(_nameToPath({}, scope));
     mkdir(root); // the application may have removed it
@@ -89,8 +74,7 @@ void _Register::loadScope(const std::string &directory, RegisterScope scope) {
     } catch (const Exception &error) {
         throw RegisterFileError(path + ": " + error.what(), path, scope, error.what());
     }
-    if (scope == UserScope)
-        _userFile->accept();
+    file.accept(tree());
 }
 
 void _Register::save() const {
@@ -98,30 +82,46 @@ void _Register::save() const {
 }
 
 SaveResult _Register::trySave() const noexcept {
+    std::set<std::string> conflicts;
+    return trySave(Lifetime::saveMode == ReplaceFile ? SaveKind::Replace : SaveKind::Merge,
+                   conflicts);
+}
+
+SaveResult _Register::trySave(SaveKind kind, std::set<std::string> &conflicts) const noexcept {
     std::unique_lock<boost::recursive_mutex> lock(*_mutex);
     if (Lifetime::hasEnded())
         return {};
     SaveResult result{{}, Lifetime::saveErrorHandler};
-    const std::uint64_t number = _userFile->nextNumber();
+    std::uint64_t number = 0;
     try {
         try {
-            const std::string directory = _UserRegisterPath;
-            const std::string bytes = encodeUserScope(tree());
-            lock.unlock();
-            result.error = _userFile->write(number, directory, bytes);
+            for (bool done = false; !done;) {
+                if (!lock.owns_lock())
+                    lock.lock();
+                number = _userFile->nextNumber();
+                const ScopeFile::Snapshot snapshot =
+                    _userFile->snapshot(number, _UserRegisterPath, tree(), topOf(UserScope));
+                lock.unlock();
+                done = _userFile->save(snapshot, kind, result.error, conflicts);
+            }
+            if (kind == SaveKind::Sync && result.error.empty())
+                result.error = refreshGlobal();
         } catch (const Exception &error) {
             result.error = error.what();
-            _userFile->setError(number, result.error);
         }
     } catch (const std::bad_alloc &) {
         result.error = "out of memory"; // short enough to need none
-        _userFile->setError(number, result.error);
     }
+    _userFile->setError(number, result.error);
     return result;
 }
 
 std::string _Register::saveError() const {
     return _userFile->error();
+}
+
+std::string _Register::lockError() const {
+    return _userFile->lockError();
 }
 
 void SaveResult::report() const {

@@ -19,7 +19,8 @@ class recursive_mutex;
 namespace utils::properties {
 
 class Callbacks;
-class UserFile;
+class ScopeFile;
+enum class SaveKind;
 struct SaveResult;
 
 /// The scopes of a property. `_Register` says in which order a read looks in them.
@@ -76,6 +77,21 @@ struct Recovery {
     std::optional<RegisterFileError> userError;   ///< why the user file could not be used
     std::string damagedFile;       ///< the new name of that user file; empty if it kept its own
     bool previousRestored = false; ///< the previous generation is the user file now
+};
+
+/// What a save does with changes that other processes have made in the user file.
+enum SaveMode : std::int32_t {
+    ReplaceFile = 0,  ///< overwrites them; the file gets what this process holds
+    MergeIntoFile = 1 ///< keeps them; only names that this process has changed are written
+};
+
+/// What `_Register::sync` or `RegisterFile::save` found. Names without a scope, in normal spelling;
+/// a group only where nothing is in it.
+struct SyncResult {
+    std::set<std::string> taken; ///< others have changed these; the new values are here now
+    /// Both sides have changed these differently. The values of this process stay, and are written.
+    /// For a property on one side that is a group on the other, the name of that.
+    std::set<std::string> conflicts;
 };
 
 /// The register: the settings of an application. It is one tree of groups (directories) and
@@ -175,10 +191,38 @@ public:
     /// disk, unless a callback saves. Saves on several threads wait for each other, and none
     /// overwrites a newer one.
     void save() const;
-    /// Returns the error of the newest save, including the saves of `initialize`: the file, the
-    /// operation that failed and the system's message, or that the scope is larger than 256 MiB.
-    /// Empty when that save reached the disk.
+    /// Merges the register files and the register: reads what other processes have changed in the
+    /// files since this process last read or wrote them, takes it over, and saves the user scope.
+    /// Compares values, so only names whose values differ count as changed. The global file is only
+    /// read. What this process has changed in the global scope stays.
+    ///
+    /// Once everything is in place, notifies the callbacks of the names taken, except those whose
+    /// owner is `sender`. Throws what a callback throws; the names then stay marked, as in
+    /// `notify`.
+    ///
+    /// Does not throw for a file that cannot be read or written: `saveError` reports it, and the
+    /// handler is called. A user file that is damaged, of a newer version, empty or gone is not
+    /// replaced, and the register stays as it is; `save` creates one that is empty or gone anew. If
+    /// only the save fails, the changes of others are taken nevertheless.
+    ///
+    /// Waits for other processes for at most five seconds. Other threads can use the register while
+    /// this waits for the disk or another process, unless a callback calls it.
+    SyncResult sync(void *sender);
+    /// Sets what all further saves do, including those at start-up and at exit. The default is
+    /// `ReplaceFile`. May be called before `initialize`. `sync` merges in both modes. In the mode
+    /// `MergeIntoFile`, a save puts the changes of this process into the file and keeps those of
+    /// others there; the next `sync` brings them into the register. In the mode `ReplaceFile`,
+    /// other programs can find out that this process will overwrite the file; see
+    /// `RegisterFile::willBeOverwritten`. Throws `utils::Exception` "Bad save mode.".
+    static void setSaveMode(SaveMode mode);
+    /// Returns the error of the newest save or `sync`, including the saves of `initialize`: the
+    /// file, the operation that failed and the system's message, or that the scope is larger than
+    /// 256 MiB. Empty when that save reached the disk.
     std::string saveError() const;
+    /// Returns why the newest save went on without the lock that keeps other processes from saving
+    /// at the same time. Empty when it held the lock. On a file system without locks, a merge can
+    /// lose what another process saves in the same moment.
+    std::string lockError() const;
     /// Sets the function that each failed save calls with the error, on its own thread. This
     /// includes the saves of `initialize`, so set the function before that, and the last save, at
     /// exit. An empty function removes it. It runs without any lock of the register, unless a
@@ -345,11 +389,14 @@ private:
     static void publishDirectories();
     void loadScope(const std::string &directory, RegisterScope scope);
     SaveResult trySave() const noexcept;
+    SaveResult trySave(SaveKind kind, std::set<std::string> &conflicts) const noexcept;
+    std::string refreshGlobal() const;
+    bool take(void *sender, bool mayWait, SyncResult &result);
 
     // Guarded by `*_mutex`, like the tree.
     std::set<std::string> _changedProperties;
     std::unique_ptr<Callbacks> _callbacks;
-    std::unique_ptr<UserFile> _userFile; ///< has its own locks
+    std::unique_ptr<ScopeFile> _globalFile, _userFile; ///< have their own locks
 };
 
 /// Returns true when a register file can be kept in the directory: the file exists there, or the

@@ -1,7 +1,7 @@
 // Start-up, the single instance, the register files, and the exit.
 #include "tests/Operations.h"
 
-#include "register/UserFile.h"
+#include "register/ScopeFile.h"
 
 #include <algorithm>
 #include <atomic>
@@ -295,12 +295,12 @@ TEST(Lifecycle, aSaveThatTheDiskFailsLateIsTold) {
     EXPECT_EQ(errors.back(),
               userFile() + ": forcing its directory to the disk: Input/output error");
     EXPECT_EQ(std::count(errors.begin(), errors.end(), ""), 0);
+    EXPECT_EQ(openFiles(), open);
     _Register::_UserRegisterPath = dataDirectory() / "new";
     untilFsyncFails = 1;
     reg.save();
     EXPECT_EQ(reg.saveError(),
               (dataDirectory() / "new") + ": creating the directory: Input/output error");
-    EXPECT_EQ(openFiles(), open);
 }
 
 TEST(Lifecycle, signalsAndShortWritesStopNothingButNotForEver) {
@@ -362,24 +362,33 @@ TEST(Threads, nobodyElseWaitsForTheDisk) {
 }
 
 TEST(Lifecycle, anOlderSaveDoesNotLandOverANewerOne) {
-    UserFile saver;
-    const std::uint64_t older = saver.nextNumber(), newer = saver.nextNumber();
-    saver.write(newer, userDirectory(), "newer");
-    saver.write(older, userDirectory(), "older");
+    ScopeFile file;
+    std::set<std::string> conflicts;
+    const auto save = [&](std::uint64_t number, const std::string &directory,
+                          const std::string &content) {
+        const ScopeFile::Snapshot snapshot = {number, 0, directory,
+                                              std::make_shared<const std::string>(content)};
+        std::string error;
+        EXPECT_TRUE(file.save(snapshot, SaveKind::Replace, error, conflicts));
+        file.setError(number, error);
+    };
+    const std::uint64_t older = file.nextNumber(), newer = file.nextNumber();
+    save(newer, userDirectory(), "newer");
+    save(older, userDirectory(), "older");
     EXPECT_EQ(readFile(userFile()), "newer");
-    saver.setError(older, "older");
-    EXPECT_EQ(saver.error(), "");
-    const std::uint64_t late = saver.nextNumber(), failed = saver.nextNumber();
+    file.setError(older, "older");
+    EXPECT_EQ(file.error(), "");
+    const std::uint64_t late = file.nextNumber(), failed = file.nextNumber();
     fs::remove(userFile());
     fs::create_directory(userFile());
-    saver.write(failed, userDirectory(), "a directory is in its place");
-    const std::string error = saver.error();
+    save(failed, userDirectory(), "a directory is in its place");
+    const std::string error = file.error();
     EXPECT_NE(error, "");
     fs::remove(userFile());
-    saver.write(late, userDirectory(), "older");
+    save(late, userDirectory(), "older");
     EXPECT_FALSE(fs::exists(userFile())) << "a failed save may have replaced the file";
-    EXPECT_EQ(saver.error(), error);
-    saver.write(late, dataDirectory() / "elsewhere", "older");
+    EXPECT_EQ(file.error(), error);
+    save(late, dataDirectory() / "elsewhere", "older");
     EXPECT_TRUE(fs::exists(dataDirectory() / "elsewhere"))
         << "it is the newest save in that directory";
 }

@@ -66,7 +66,9 @@ struct SampleTree {
         value.copy(bytes, value.size());
     }
     std::string encode() { return registerFormat::encode(tree, group); }
-    void decode(const std::string &file) { registerFormat::decode(file, tree, group); }
+    void decode(std::string file) {
+        registerFormat::decode(std::make_shared<const std::string>(std::move(file)), tree, group);
+    }
 };
 
 std::string errorOf(const std::string &file) {
@@ -210,7 +212,7 @@ TEST(RegisterFormat, aFileCostsAtMostSixteenTimesItsSize) {
     const auto used = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
     const std::size_t before = used();
     SampleTree sample;
-    registerFormat::decode(file, sample.tree, sample.group);
+    sample.decode(file);
     int found = 0;
     for (int i = 0; i < count; ++i) // this enters the properties into the index
         found += sample.tree.find(sample.top, Name(name(i) + "/p")).isProperty();

@@ -50,7 +50,7 @@ protected:
     StoredFile stored{dir.path(), "f"};
 
     void readAndAccept() {
-        std::string content;
+        registerFormat::Bytes content;
         ASSERT_EQ(stored.read(content), StoredFile::Result::Done);
         stored.accept();
     }
@@ -108,7 +108,7 @@ TEST_F(Stored, aFileThatNobodyHasReadIsKeptOrLeftAlone) {
         EXPECT_FALSE(stored.replace(a));
         EXPECT_EQ(stored.error(), file + ": leaving it as it is: " + reason);
         EXPECT_EQ(readFile(file), content);
-        std::string seen;
+        registerFormat::Bytes seen;
         EXPECT_EQ(stored.read(seen), StoredFile::Result::Done); // but not accepted
         EXPECT_FALSE(stored.replace(a));
     }
@@ -181,9 +181,9 @@ TEST_F(Stored, longNamesAndPathsAreSavedAsShortOnes) {
         StoredFile longFile(directory, of), another(directory, of);
         EXPECT_TRUE(longFile.replace(a)) << longFile.error();
         EXPECT_TRUE(another.replace(b)) << another.error(); // keeps the other's file
-        std::string content;
+        registerFormat::Bytes content;
         EXPECT_EQ(longFile.read(content), StoredFile::Result::Done) << longFile.error();
-        EXPECT_EQ(content, b);
+        EXPECT_EQ(*content, b);
         EXPECT_EQ(listDirectory(directory).size(), directory == deep ? 2U : 4U);
     }
 }
@@ -199,7 +199,7 @@ TEST_F(Stored, linksOfStrangersInSharedDirectoriesAreNotFollowed) {
     strangersId = 54321;
     EXPECT_FALSE(shared.replace(a));
     EXPECT_EQ(shared.error(), link + ": following the symbolic link: Permission denied");
-    std::string content;
+    registerFormat::Bytes content;
     EXPECT_EQ(shared.read(content), StoredFile::Result::Failed);
     strangersId = ::getuid() == 0 ? 12345 : 0;
     EXPECT_TRUE(shared.replace(a)) << shared.error();

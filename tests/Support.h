@@ -52,10 +52,12 @@ inline void writeFile(const std::string &path, const std::string &content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
+/// Returns the names in a directory, without the lock files, which stay.
 inline std::vector<std::string> listDirectory(const std::string &path) {
     std::vector<std::string> names;
     for (const auto &entry : fs::directory_iterator(path))
-        names.push_back(entry.path().filename().string());
+        if (entry.path().extension() != ".lock")
+            names.push_back(entry.path().filename().string());
     return names;
 }
 

@@ -1,0 +1,179 @@
+#include "filesystem/FileLock.h"
+
+#include "filesystem/FileRights.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <mutex>
+#include <vector>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace filesystem {
+
+namespace {
+
+enum Byte : off_t { SaveByte = 0, AnnouncementByte = 1 };
+
+struct flock lockOf(Byte byte, short type) {
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = 1;
+    return lock;
+}
+
+bool setLock(const posix::Descriptor &file, Byte byte, short type) {
+    struct flock lock = lockOf(byte, type);
+    return posix::retryInterrupted([&] { return ::fcntl(file.number(), F_OFD_SETLK, &lock); }) == 0;
+}
+
+std::string nameOf(const FileLocation &location) {
+    return location.beside(".", ".lock");
+}
+
+posix::Descriptor openWith(const FileLocation &location, int flags) {
+    return posix::Descriptor(posix::retryInterrupted([&] {
+        return ::openat(location.directory().number(), nameOf(location).c_str(),
+                        flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    }));
+}
+
+/// Opens the lock file, which is created if it is missing.
+posix::Descriptor openOrCreate(const FileLocation &location) {
+    constexpr int attempts = 10; // it may be created or removed meanwhile
+    posix::Descriptor file;
+    for (int i = 0; i < attempts && !file; ++i) {
+        file = openWith(location, O_RDWR);
+        if (file || errno != ENOENT)
+            break;
+        file = openWith(location, O_RDWR | O_CREAT | O_EXCL);
+        if (file)
+            takeOverRights(location.directory(), location.name(), file);
+        else if (errno != EEXIST)
+            break;
+    }
+    return file;
+}
+
+} // namespace
+
+/// A forked child shares the open files, and with them the locks. So it closes its own.
+class FileLock::Register {
+public:
+    static void add(FileLock *lock) {
+        static const int atFork = ::pthread_atfork([] { all().mutex.lock(); },
+                                                   [] { all().mutex.unlock(); }, closeInChild);
+        (void)atFork; // on failure the locks of a process last as long as its children
+        const std::lock_guard<std::mutex> guard(all().mutex);
+        all().locks.push_back(lock);
+    }
+    static void remove(FileLock *lock) {
+        const std::lock_guard<std::mutex> guard(all().mutex);
+        std::vector<FileLock *> &locks = all().locks;
+        locks.erase(std::find(locks.begin(), locks.end(), lock));
+    }
+
+private:
+    struct All {
+        std::mutex mutex;
+        std::vector<FileLock *> locks;
+    };
+    /// Never destroyed: a process may fork in a destructor of a static object.
+    static All &all() {
+        alignas(All) static unsigned char memory[sizeof(All)];
+        static All *const all = new (memory) All;
+        return *all;
+    }
+    static void closeInChild() {
+        for (FileLock *lock : all().locks)
+            lock->_file = posix::Descriptor();
+        all().mutex.unlock();
+    }
+};
+
+FileLock::FileLock() {
+    Register::add(this);
+}
+
+FileLock::~FileLock() {
+    Register::remove(this);
+}
+
+bool FileLock::lock(const FileLocation &location) {
+    constexpr int attempts = 10; // the lock file may be removed meanwhile
+    for (int i = 0; i < attempts; ++i) {
+        if (!open(location))
+            return false;
+        if (!waitForLock())
+            return false;
+        if (isInPlace(location))
+            return true;
+    }
+    errno = ETIMEDOUT;
+    return false;
+}
+
+bool FileLock::waitForLock() {
+    using namespace std::chrono;
+    constexpr microseconds shortest(200), longest(10000);
+    const auto end = steady_clock::now() + seconds(5);
+    for (auto pause = shortest; !setLock(_file, SaveByte, F_WRLCK);
+         pause = std::min(2 * pause, longest)) {
+        if (errno != EAGAIN && errno != EACCES)
+            return false;
+        if (steady_clock::now() >= end) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        ::usleep(static_cast<useconds_t>(pause.count()));
+    }
+    return true;
+}
+
+void FileLock::unlock() {
+    if (_file)
+        setLock(_file, SaveByte, F_UNLCK);
+    if (!_isAnnounced)
+        _file = posix::Descriptor();
+}
+
+void FileLock::announce(bool overwriting) {
+    if (_file && overwriting != _isAnnounced &&
+        setLock(_file, AnnouncementByte, overwriting ? F_RDLCK : F_UNLCK))
+        _isAnnounced = overwriting;
+}
+
+bool FileLock::isAnnounced(const FileLocation &location) {
+    const posix::Descriptor file = openWith(location, O_RDONLY);
+    struct flock lock = lockOf(AnnouncementByte, F_WRLCK);
+    return file && ::fcntl(file.number(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+std::string FileLock::pathOf(const FileLocation &location) {
+    return location.pathBeside(nameOf(location));
+}
+
+bool FileLock::open(const FileLocation &location) {
+    if (_file && isInPlace(location))
+        return true;
+    _isAnnounced = false;
+    _file = openOrCreate(location);
+    return bool(_file);
+}
+
+/// False if the lock file was removed or is that of another register file.
+bool FileLock::isInPlace(const FileLocation &location) const {
+    struct stat opened = {}, named = {};
+    return ::fstat(_file.number(), &opened) == 0 &&
+           ::fstatat(location.directory().number(), nameOf(location).c_str(), &named,
+                     AT_SYMLINK_NOFOLLOW) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+} // namespace filesystem
