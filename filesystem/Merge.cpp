@@ -260,7 +260,9 @@ Bytes merged(const Bytes &base, const Bytes &theirs, const Bytes &ours,
 }
 
 bool areEqual(const Bytes &a, const Bytes &b) {
-    const auto viewOf = [](const Bytes &bytes) { return std::string_view(bytes ? *bytes : ""); };
+    const auto viewOf = [](const Bytes &bytes) {
+        return bytes ? std::string_view(*bytes) : std::string_view();
+    };
     return a == b || viewOf(a) == viewOf(b);
 }
 

@@ -131,9 +131,9 @@ bool StoredFile::lock() {
         return true;
     }
     const bool isBusy = errno == ETIMEDOUT;
+    _reason = isBusy ? "Another process holds the lock." : std::generic_category().message(errno);
     _lockError =
-        (location.path().empty() ? _path : FileLock::pathOf(location)) + ": locking: " +
-        (isBusy ? "Another process holds the lock." : std::generic_category().message(errno));
+        (location.path().empty() ? _path : FileLock::pathOf(location)) + ": locking: " + _reason;
     return !isBusy;
 }
 

@@ -58,7 +58,7 @@ public:
 
     /// Returns true when the file may be replaced. Creates its directory if it is missing.
     bool prepare();
-    /// Holds the save lock while it exists, also during `replace`.
+    /// Holds the save lock while it exists, also during `replace`. May be nested.
     class SaveLock {
     public:
         explicit SaveLock(StoredFile &file);

@@ -28,7 +28,7 @@ Tree::Entry rootOf(Tree &tree, RegisterScope scope) {
 } // namespace
 
 RegisterFileError::RegisterFileError(const std::string &message, std::string path,
-                                     RegisterScope scope, std::string reason)
+                                     std::optional<RegisterScope> scope, std::string reason)
     : Exception(message), _path(std::move(path)), _scope(scope), _reason(std::move(reason)) {}
 
 RegisterFileError::~RegisterFileError() = default;

@@ -52,22 +52,24 @@ public:
     ~PropertyBadType() override {}
 };
 
-/// A register file cannot be read, is damaged or is of a newer version. The message names the file.
-/// The file is unchanged.
+/// A register file cannot be read or written, is damaged or is of a newer version. The message
+/// names the file. The file is unchanged, except that a save may have failed only at its end; see
+/// `docs/durability.md`.
 class REGISTER_EXPORT RegisterFileError : public Exception {
 public:
-    RegisterFileError(const std::string &message, std::string path, RegisterScope scope,
-                      std::string reason);
+    RegisterFileError(const std::string &message, std::string path,
+                      std::optional<RegisterScope> scope, std::string reason);
     ~RegisterFileError() override;
 
     const std::string &path() const { return _path; }
-    RegisterScope scope() const { return _scope; }
+    /// The scope of the file in the register; none for a `RegisterFile`.
+    std::optional<RegisterScope> scope() const { return _scope; }
     /// Why: what the system reports ("Permission denied"), or what is wrong with the content.
     const std::string &reason() const { return _reason; }
 
 private:
     std::string _path;
-    RegisterScope _scope;
+    std::optional<RegisterScope> _scope;
     std::string _reason;
 };
 

@@ -3,7 +3,7 @@
 #include "register/Lock.h"
 #include "register/Register.h"
 #include "register/Scopes.h"
-#include "register/Value.h"
+#include "register/TypedAccess.h"
 
 namespace utils::properties {
 
@@ -12,31 +12,11 @@ using filesystem::Tree;
 
 namespace {
 
-/// Returns the entry of a name in the first scope that holds it. Throws `PropertyNotFound`.
-Tree::Entry locate(Tree &tree, const Name &name) {
-    const Tree::Entry entry = tree.findFirst(std::begin(scopeTops), std::end(scopeTops), name);
-    if (!entry)
-        throw PropertyNotFound();
-    return entry;
-}
-
-/// Returns false when the name is a group.
 template <class Value>
-bool readValue(Tree &tree, const std::string &name, Value &value) {
+void readLocked(Tree &tree, const std::string &name, Value &value) {
     const Name key(name);
     const Lock lock(*_Register::_mutex);
-    const Tree::Entry entry = locate(tree, key);
-    if (entry.isGroup())
-        return false;
-    if (!decode(tree.value(entry), value))
-        throw PropertyBadType();
-    return true;
-}
-
-template <class Value>
-void readOrBadType(Tree &tree, const std::string &name, Value &value) {
-    if (!readValue(tree, name, value))
-        throw PropertyBadType();
+    readValue(tree, allTops, key, value);
 }
 
 template <class Value>
@@ -60,17 +40,15 @@ std::optional<RegisterScope> findValueIn(Tree &tree, const std::string &name, Va
 /// Stores a value and notifies the callbacks. Returns false, with nothing changed, when the tree
 /// cannot hold the name. Throws for a bad scope before anything else.
 template <class Value>
-bool writeValue(_Register &reg, void *sender, const std::string &name, const Value &value,
-                RegisterScope scope) {
+bool writeLocked(_Register &reg, void *sender, const std::string &name, const Value &value,
+                 RegisterScope scope) {
     const filesystem::Top &top = topOf(scope);
     const Name key(name);
     const std::size_t size = encodedSize(value);
     const Lock lock(*_Register::_mutex);
     Change change(reg, name);
-    char *bytes = key.isEmpty() ? nullptr : change.tree().place(top, key, size);
-    if (!bytes)
+    if (!placeValue(change.tree(), top, key, value, size))
         return false;
-    encode(value, bytes);
     change.notify(sender);
     return true;
 }
@@ -78,58 +56,48 @@ bool writeValue(_Register &reg, void *sender, const std::string &name, const Val
 template <class Value>
 void writeOrThrow(_Register &reg, void *sender, const std::string &name, const Value &value,
                   RegisterScope scope) {
-    if (!writeValue(reg, sender, name, value, scope))
+    if (!writeLocked(reg, sender, name, value, scope))
         throw Exception(name + " no such property.");
 }
 
 } // namespace
 
 void _Register::_readString(const std::string &name, std::string &value) const {
-    if (!readValue(tree(), name, value))
-        throw PropertyNotFound();
+    readLocked(tree(), name, value);
 }
 
 void _Register::_readNumber(const std::string &name, double &value) const {
-    readOrBadType(tree(), name, value);
+    readLocked(tree(), name, value);
 }
 
 void _Register::_readInteger(const std::string &name, int &value) const {
-    readOrBadType(tree(), name, value);
+    readLocked(tree(), name, value);
 }
 
 void _Register::_readBoolean(const std::string &name, bool &value) const {
-    readOrBadType(tree(), name, value);
+    readLocked(tree(), name, value);
 }
 
 void _Register::_readStrings(const std::string &name, std::vector<std::string> &values) const {
-    readOrBadType(tree(), name, values);
+    readLocked(tree(), name, values);
 }
 
 void _Register::_readNumbers(const std::string &name, std::vector<double> &values) const {
-    readOrBadType(tree(), name, values);
+    readLocked(tree(), name, values);
 }
 
 void _Register::_readIntegers(const std::string &name, std::vector<int> &values) const {
-    readOrBadType(tree(), name, values);
+    readLocked(tree(), name, values);
 }
 
 void _Register::_readBooleans(const std::string &name, std::vector<bool> &values) const {
-    readOrBadType(tree(), name, values);
+    readLocked(tree(), name, values);
 }
 
 Type _Register::readPropertyType(const std::string &name, Type *elementType) const {
     const Name key(name);
     const Lock lock(*_mutex);
-    const Tree::Entry entry = locate(tree(), key);
-    if (entry.isGroup())
-        throw PropertyBadType();
-    ByteReader reader(tree().value(entry));
-    std::uint8_t tag = 0, elementTag = 0;
-    reader.take(tag);
-    reader.take(elementTag);
-    if (elementType && tag == ListType)
-        *elementType = Type(elementTag);
-    return Type(tag);
+    return typeOf(tree(), allTops, key, elementType);
 }
 
 std::optional<RegisterScope> _Register::findValue(const std::string &name, std::string &value,
@@ -177,7 +145,7 @@ std::optional<RegisterScope> _Register::findValue(const std::string &name,
 
 void _Register::_writeString(void *sender, const std::string &name, const std::string &value,
                              RegisterScope scope) {
-    if (!writeValue(*this, sender, name, value, scope))
+    if (!writeLocked(*this, sender, name, value, scope))
         throw Exception(_nameToPath(name, scope) + " no such property");
 }
 
