@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <mutex>
-#include <vector>
+#include <utility>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -63,46 +63,42 @@ posix::Descriptor openOrCreate(const FileLocation &location) {
 
 } // namespace
 
-/// A forked child shares the open files, and with them the locks. So it closes its own.
-class FileLock::Register {
+/// The locks of this process. A forked child shares their open files, so they would stay locked as
+/// long as it lives. It closes its own.
+class FileLock::All {
 public:
     static void add(FileLock *lock) {
-        static const int atFork = ::pthread_atfork([] { all().mutex.lock(); },
-                                                   [] { all().mutex.unlock(); }, closeInChild);
-        (void)atFork; // on failure the locks of a process last as long as its children
-        const std::lock_guard<std::mutex> guard(all().mutex);
-        all().locks.push_back(lock);
+        static const int atFork =
+            ::pthread_atfork([] { mutex.lock(); }, [] { mutex.unlock(); }, closeInChild);
+        (void)atFork; // without it, the locks of a process last as long as its children
+        const std::lock_guard<std::mutex> guard(mutex);
+        lock->_next = std::exchange(first, lock);
     }
-    static void remove(FileLock *lock) {
-        const std::lock_guard<std::mutex> guard(all().mutex);
-        std::vector<FileLock *> &locks = all().locks;
-        locks.erase(std::find(locks.begin(), locks.end(), lock));
+    static void remove(const FileLock *lock) {
+        const std::lock_guard<std::mutex> guard(mutex);
+        FileLock **link = &first;
+        while (*link != lock)
+            link = &(*link)->_next;
+        *link = lock->_next;
     }
 
 private:
-    struct All {
-        std::mutex mutex;
-        std::vector<FileLock *> locks;
-    };
-    /// Never destroyed: a process may fork in a destructor of a static object.
-    static All &all() {
-        alignas(All) static unsigned char memory[sizeof(All)];
-        static All *const all = new (memory) All;
-        return *all;
-    }
     static void closeInChild() {
-        for (FileLock *lock : all().locks)
+        for (FileLock *lock = first; lock; lock = lock->_next)
             lock->_file = posix::Descriptor();
-        all().mutex.unlock();
+        mutex.unlock();
     }
+
+    static inline std::mutex mutex;
+    static inline FileLock *first = nullptr;
 };
 
 FileLock::FileLock() {
-    Register::add(this);
+    All::add(this);
 }
 
 FileLock::~FileLock() {
-    Register::remove(this);
+    All::remove(this);
 }
 
 bool FileLock::lock(const FileLocation &location) {

@@ -40,7 +40,7 @@ public:
     static std::string pathOf(const FileLocation &location);
 
 private:
-    class Register; ///< of all objects, for `fork`
+    class All;
 
     bool open(const FileLocation &location);
     bool isInPlace(const FileLocation &location) const;
@@ -48,6 +48,7 @@ private:
 
     posix::Descriptor _file;
     bool _isAnnounced = false;
+    FileLock *_next = nullptr; ///< in the list of all
 };
 
 } // namespace filesystem

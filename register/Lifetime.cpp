@@ -35,7 +35,7 @@ std::shared_ptr<const SaveErrorHandler> Lifetime::saveErrorHandler;
 std::atomic<SaveMode> Lifetime::saveMode{ReplaceFile};
 
 _Register *Lifetime::_instance = nullptr;
-bool Lifetime::_ended = false;
+std::atomic<bool> Lifetime::_ended{false};
 std::thread::id Lifetime::_exiting;
 int Lifetime::_process = 0;
 

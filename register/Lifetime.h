@@ -41,7 +41,7 @@ private:
     static void end(std::thread::id exiting) noexcept;
 
     static _Register *_instance;
-    static bool _ended;
+    static std::atomic<bool> _ended;
     static std::thread::id _exiting; ///< the thread that saved last, if it did so at exit
     static int _process;             ///< the one that constructed the register
 };
