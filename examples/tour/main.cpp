@@ -1,5 +1,6 @@
 // A tour of the register: `tour INSTALLATION HOME`. The README shows its parts.
 #include <register/Property.h>
+#include <register/RegisterFile.h>
 
 #include <exception/Exception.h>
 
@@ -108,6 +109,17 @@ void handles() {
 }
 //! [handles]
 
+//! [documents]
+void documents(const std::string &directory) {
+    RegisterFile project(directory + "/project.dat"); // new if it does not exist
+    project._writeStrings("sources", {"main.cpp", "window.cpp"});
+    project._writeInteger("build/jobs", 4);
+    const SyncResult result = project.save(); // throws RegisterFileError
+    for (const std::string &name : result.taken)
+        std::cout << name << " was changed by another process\n";
+}
+//! [documents]
+
 } // namespace
 
 int main(int count, char **arguments) {
@@ -121,6 +133,7 @@ int main(int count, char **arguments) {
     subscriptions();
     groups();
     handles();
+    documents(arguments[2]);
 
     // The exit saves too, but the exit code cannot report its failure.
     _Register &reg = _Register::getInstance();
