@@ -27,14 +27,18 @@ std::string SharedFile::refresh() {
     return result == Result::Missing && !isKnownToExist ? std::string() : _file.error();
 }
 
-/// Replaces the file by `content`. Keeps one copy of contents that are equal.
+/// Replaces the file by `content`.
 std::string SharedFile::put(const Bytes &inMemory, const Bytes &content) {
     _file.replace(*content);
-    if (_file.has(*content)) {
-        _inMemory = areEqual(_inMemory, inMemory) ? _inMemory : inMemory;
-        _inFile = areEqual(_inMemory, content) ? _inMemory : content;
-    }
+    if (_file.has(*content))
+        meet(inMemory, content);
     return _file.error();
+}
+
+/// Keeps one copy of contents that are equal: the caller's, with which the next save may begin.
+void SharedFile::meet(const Bytes &inMemory, const Bytes &inFile) {
+    _inMemory = inMemory;
+    _inFile = areEqual(inMemory, inFile) ? inMemory : inFile;
 }
 
 std::string SharedFile::replace(const Bytes &inMemory) {
@@ -57,7 +61,7 @@ std::string SharedFile::merge(const Bytes &inMemory, IfMissing missing, Names &c
                                                 : merged(_inMemory, _inFile, inMemory, conflicts);
     if (isMissing || !areEqual(content, _inFile))
         return put(inMemory, content);
-    _inMemory = areEqual(_inFile, inMemory) ? _inFile : inMemory;
+    meet(inMemory, content);
     return {};
 }
 

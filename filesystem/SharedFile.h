@@ -56,6 +56,7 @@ public:
 private:
     StoredFile::Result readAgain();
     std::string put(const Bytes &inMemory, const Bytes &content);
+    void meet(const Bytes &inMemory, const Bytes &inFile);
 
     StoredFile _file;
     Bytes _read;     ///< not yet accepted
