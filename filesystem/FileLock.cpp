@@ -146,6 +146,7 @@ void FileLock::announce(bool overwriting) {
 }
 
 bool FileLock::isAnnounced(const FileLocation &location) {
+    const posix::CancellationBlock block;
     const posix::Descriptor file = openWith(location, O_RDONLY);
     struct flock lock = lockOf(AnnouncementByte, F_WRLCK);
     return file && ::fcntl(file.number(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;

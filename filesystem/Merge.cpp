@@ -14,10 +14,10 @@ namespace {
 
 using GroupId = Tree::GroupId;
 
-/// A content in a tree of its own, below the same first level as in the other trees.
+/// A content in a tree of its own.
 class Side {
 public:
-    Side(const Bytes &file, const Top &top) : _top(_tree.top(top.name)) {
+    explicit Side(const Bytes &file) {
         _tree.addGroup(_top, Name({}));
         if (file)
             registerFormat::decode(file, _tree, root());
@@ -29,7 +29,7 @@ public:
 
 private:
     Tree _tree;
-    Top _top;
+    const Top _top{"user"}; // the limits of depth and length include the scope
 };
 
 /// The value of a property; none for an absent name and for a group.
@@ -186,9 +186,8 @@ void Merge::mergeNewGroup(const States &states) {
             return conflict();
         if (states.ours)
             remove();
-        if (isEmpty(_theirs.tree(), states.theirs.group))
+        if (_ours.addGroup(_top, Name(_path)) && isEmpty(_theirs.tree(), states.theirs.group))
             _names.taken.insert(_path);
-        _ours.addGroup(_top, Name(_path));
     }
     mergeMembers(Tree::none, states.theirs.group);
 }
@@ -246,14 +245,14 @@ void Merge::removeGroup(GroupId base) {
 } // namespace
 
 void merge(const Bytes &base, const Bytes &theirs, Tree &ours, const Top &top, MergeNames names) {
-    Side baseSide(base, top), theirSide(theirs, top);
+    Side baseSide(base), theirSide(theirs);
     Merge(baseSide, theirSide, ours, top, names).run();
 }
 
 Bytes merged(const Bytes &base, const Bytes &theirs, const Bytes &ours,
              std::set<std::string> &conflicts) {
     std::set<std::string> taken;
-    Side ourSide(ours, Top("user"));
+    Side ourSide(ours);
     merge(base, theirs, ourSide.tree(), ourSide.top(), {taken, conflicts});
     return std::make_shared<const std::string>(
         registerFormat::encode(ourSide.tree(), ourSide.root()));

@@ -22,9 +22,8 @@ struct MergeNames {
 /// one side that is a group on the other is one conflict, unless only one side changed it. A group
 /// that is removed on one side remains with what the other side has changed in it.
 ///
-/// Throws `utils::Exception` for bytes that are not a register file that fits below `top`; `ours`
-/// is then unchanged. When memory runs out, part of the changes may have been made; these are in
-/// `taken`.
+/// The bytes must be intact register files. A name that is too long below `top` is a conflict. When
+/// memory runs out, part of the changes may have been made; these are in `taken`.
 void merge(const registerFormat::Bytes &base, const registerFormat::Bytes &theirs, Tree &ours,
            const Top &top, MergeNames names);
 

@@ -46,6 +46,7 @@ std::string SharedFile::replace(const Bytes &inMemory) {
 }
 
 std::string SharedFile::merge(const Bytes &inMemory, IfMissing missing, Names &conflicts) {
+    const posix::CancellationBlock block;
     if (!_file.prepare())
         return _file.error();
     const StoredFile::SaveLock lock(_file);

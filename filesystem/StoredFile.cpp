@@ -49,7 +49,8 @@ bool StoredFile::refersToNothing() const {
 
 posix::Descriptor StoredFile::openFile(FileLocation &location, struct stat &status) const {
     posix::Descriptor file;
-    if (location.find(_path))
+    errno = ENOENT;
+    if (!refersToNothing() && location.find(_path))
         file = beside::open(location, location.name());
     if (file && ::fstat(file.number(), &status) == -1)
         file = posix::Descriptor();
@@ -72,8 +73,6 @@ Result StoredFile::read(Bytes &content) {
     _known.reset();
     FileLocation location;
     struct stat status = {};
-    if (refersToNothing())
-        return Result::Missing;
     const posix::Descriptor file = openFile(location, status);
     if (!file && posix::meansMissing(errno))
         return Result::Missing;
