@@ -11,8 +11,10 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
   register/Property.h
+  register/PropertyValue.h
   register/Register.h
-  register/RegisterFile.h)
+  register/RegisterFile.h
+  register/Subscription.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${folder})

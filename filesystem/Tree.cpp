@@ -162,6 +162,19 @@ std::vector<Tree::Member> Tree::members(GroupId id) {
     return all;
 }
 
+std::set<std::string> Tree::propertyNames(GroupId top) const {
+    std::set<std::string> names;
+    Prefix path(*this, top);
+    for (GroupId id = top; id != none; id = path.next(id, top)) {
+        const Block &block = _groups[id].block;
+        block.forEach([&](std::uint32_t offset) {
+            std::string name(path.name());
+            names.insert(name.append(name.empty() ? "" : "/").append(block.name(offset)));
+        });
+    }
+    return names;
+}
+
 Tree::PathSize Tree::pathSize(GroupId group) const {
     PathSize size = {0, 0};
     for (; group != root; group = _groups[group].parent) {

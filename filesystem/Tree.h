@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,6 +84,9 @@ public:
     /// Returns the members of a group: its properties, then its groups, each sorted by the bytes of
     /// their names. Valid until the tree changes.
     std::vector<Member> members(GroupId group);
+
+    /// Returns the names of all properties below a group, in normal form, without the first level.
+    std::set<std::string> propertyNames(GroupId group) const;
 
     /// The number of levels of a group's path, and the number of bytes of their names.
     struct PathSize {

@@ -67,6 +67,8 @@ void Callbacks::clear() noexcept {
 }
 
 bool Callbacks::hears(std::string_view name) const {
+    if (!_entries.empty() && _entries.begin()->first.empty())
+        return true;
     for (std::size_t length = 0; length < name.size() && !_entries.empty();) {
         length = nextKeyLength(name, length);
         const std::string_view key = name.substr(0, length);
@@ -84,6 +86,7 @@ void Callbacks::notify(void *sender, const std::string &name) {
     for (std::string_view key = name; !key.empty(); key = keyAbove(key))
         if (_filter.ask(key).mayBeKey)
             notifyUnder(key, sender, name);
+    notifyUnder({}, sender, name);
 }
 
 void Callbacks::notifyUnder(std::string_view key, void *sender, const std::string &name) {

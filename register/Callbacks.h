@@ -30,6 +30,8 @@ public:
     /// Registers a callback after the others of the key. Does nothing when the pair is already
     /// registered or the callback is null. Changes nothing when memory runs out.
     void add(const std::string &key, Callback *callback);
+    /// The same for all names. These callbacks are called last.
+    void addForAll(Callback *callback) { add({}, callback); }
     /// Removes a callback from all its keys. Walks in progress do not call it again.
     void remove(Callback *callback) noexcept;
     void clear() noexcept;
@@ -51,7 +53,8 @@ private:
     void eraseRemoved() noexcept;
     void fillFilter() noexcept;
 
-    Entries _entries; ///< null pointers: removed during a walk
+    /// By key; the empty key stands for all names. Null pointers: removed during a walk.
+    Entries _entries;
     std::map<Registration, Entries::iterator> _registrations;
     /// Registrations removed during walks, whose entries are not erased yet.
     std::multimap<Registration, Entries::iterator> _removed;

@@ -8,7 +8,13 @@ _Register::Callback::~Callback() = default;
 
 void _Register::addCallback(const std::string &key, Callback *callback) {
     const Lock lock(*_mutex);
-    _callbacks->add(key, callback);
+    if (!key.empty())
+        _callbacks->add(key, callback);
+}
+
+void _Register::addCallbackForAll(Callback *callback) {
+    const Lock lock(*_mutex);
+    _callbacks->addForAll(callback);
 }
 
 void _Register::removeCallback(Callback *callback) {
@@ -37,6 +43,14 @@ void _Register::notify(void *sender) {
         _changedProperties.merge(names);
         throw;
     }
+}
+
+RegisterLock::RegisterLock() {
+    _Register::_mutex->lock();
+}
+
+RegisterLock::~RegisterLock() {
+    _Register::_mutex->unlock();
 }
 
 } // namespace utils::properties

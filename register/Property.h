@@ -1,6 +1,7 @@
 #pragma once
 
 #include "register/Register.h"
+#include "register/Subscription.h"
 
 #include <QString>
 #include <QStringList>
@@ -19,10 +20,6 @@
 /// else here is for the time between `_Register::initialize` and the end of `main`. Before
 /// `initialize` it throws `utils::Exception`.
 namespace utils::properties {
-
-/// Returns the register. Throws `utils::Exception` before `initialize`: a register constructed then
-/// would know no directories, and would later overwrite files that it has never read.
-REGISTER_EXPORT _Register &initializedRegister();
 
 template <class>
 constexpr bool isStorable = false;
@@ -98,37 +95,6 @@ private:
     std::string _name;
     Value _default;
     RegisterScope _scope;
-};
-
-/// Calls a function for every change of a property, or of any property of a group, until it is
-/// destroyed.
-///
-/// The function receives the name that changed. The rules for callbacks in `_Register` apply to it.
-/// It may also create and end subscriptions, including its own. Its exceptions propagate to the
-/// writer. A subscription that it creates sees the change in progress only if the notification has
-/// not reached its key. A subscription that it ends does not see that change.
-///
-/// When the destructor has returned, the function is not running on any other thread and is not
-/// called again. Therefore do not destroy a subscription while holding a lock that the function
-/// takes. Notifying a subscription after the end of `main` is not supported.
-class [[nodiscard]] REGISTER_EXPORT Subscription {
-public:
-    using Function = std::function<void(const std::string &name)>;
-
-    /// Subscribes to nothing.
-    Subscription();
-    /// `key` is the name of a property or of a group, spelt as the writers spell it: "ui" covers
-    /// "ui/width", but "ui/" and "" do not. The function is not called for changes made with this
-    /// `sender`. If `sender` is null, it is called for all changes, including those without a
-    /// sender. Throws `utils::Exception` for an empty function.
-    explicit Subscription(const std::string &key, Function function, void *sender = nullptr);
-    Subscription(Subscription &&other) noexcept;
-    Subscription &operator=(Subscription &&other) noexcept;
-    ~Subscription();
-
-private:
-    class Receiver;
-    std::unique_ptr<Receiver> _receiver;
 };
 
 /// A property's bytes, open until this object is destroyed. The constructor throws what

@@ -70,6 +70,26 @@ void _Register::resetProperty(void *sender, const std::string &name, RegisterSco
     change.notify(sender);
 }
 
+void _Register::removeGroup(void *sender, const std::string &name, RegisterScope scope) {
+    const Top &top = topOf(scope);
+    const Name key(name);
+    const Lock lock(*_mutex);
+    const Tree::Entry entry = tree().find(top, key);
+    if (!entry)
+        return;
+    std::set<std::string> names;
+    if (entry.isGroup())
+        names = tree().propertyNames(entry.group);
+    else
+        names.insert(key.normal());
+    if (key.isEmpty())
+        Tree::Builder(tree(), 0, entry.group).moveIntoTree();
+    else
+        tree().remove(top, key);
+    _changedProperties.merge(names);
+    notify(sender);
+}
+
 bool _Register::groupExists(const std::string &name, RegisterScope scope) const {
     const Top &top = topOf(scope);
     const Lock lock(*_mutex);

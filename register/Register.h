@@ -3,6 +3,7 @@
 #include "exception/Exception.h"
 #include "exception/Export.h"
 #include "filesystem/RAMFileSystem.h"
+#include "register/PropertyValue.h"
 
 #include <cstdint>
 #include <functional>
@@ -318,6 +319,10 @@ public:
     std::optional<RegisterScope> findValue(const std::string &name, std::vector<bool> &values,
                                            std::optional<RegisterScope> scope = {}) const;
 
+    /// Returns the property of any type in the first scope, in lookup order, that holds one of that
+    /// name, or in `scope` alone. Skips groups. Throws `PropertyBadType` for a damaged value.
+    PropertyValue readAny(const std::string &name, std::optional<RegisterScope> scope = {}) const;
+
     /// Returns the type of the value that a read of the name finds. For a list, stores the type of
     /// the elements in `elementType`, unless that is null. The type of a property without a value
     /// is 0. Throws `PropertyNotFound`, and `PropertyBadType` for a group.
@@ -356,6 +361,11 @@ public:
     /// property in the scope.
     void resetProperty(void *sender, const std::string &name, RegisterScope scope);
 
+    /// Removes a group and everything in it, or a property. Then notifies the callbacks once for
+    /// each property that was removed, in normal spelling ("ui/width"), after all of them are gone.
+    /// The empty name removes everything in the scope. Does nothing when the name does not exist.
+    void removeGroup(void *sender, const std::string &name, RegisterScope scope);
+
     /// Registers a callback under a key: the name of a property, or the name of a group, which
     /// covers all names in it. Keys and names are compared byte for byte, as the writers spell the
     /// names: "ui" covers "ui/width" but not "/ui/width". The empty key covers nothing. A key may
@@ -365,6 +375,9 @@ public:
     /// A callback may call this. The notification in progress then calls the new callback for the
     /// names and keys that it has not reached yet.
     void addCallback(const std::string &key, Callback *callback);
+    /// Registers a callback for all names. It is called after the callbacks with keys. Otherwise
+    /// the same rules hold.
+    void addCallbackForAll(Callback *callback);
     /// Removes the callback from all its keys. It is not called again, not even by a notification
     /// in progress, so it may be destroyed when this returns.
     void removeCallback(Callback *callback);
@@ -373,7 +386,8 @@ public:
     void markAsChanged(void *sender, const std::string &name);
     /// Notifies the callbacks of every marked name, in the byte order of the names. The most
     /// specific key comes first: for "a/b" the callbacks under "a/b", then those under "a"; for
-    /// "/a" those under "/a", then those under "/". Callbacks whose owner is `sender` are skipped.
+    /// "/a" those under "/a", then those under "/". Those for all names come last. Callbacks whose
+    /// owner is `sender` are skipped.
     ///
     /// If a callback throws, the notification ends. All its names stay marked, and the next
     /// notification reports them again. If a callback writes, the callbacks are notified of that
@@ -399,6 +413,17 @@ private:
     std::set<std::string> _changedProperties;
     std::unique_ptr<Callbacks> _callbacks;
     std::unique_ptr<ScopeFile> _globalFile, _userFile; ///< have their own locks
+};
+
+/// Holds the register's lock while it exists, so that several operations are one step for other
+/// threads: `{ RegisterLock lock; size.set(size.value() + 1); }`. The rules for callbacks apply
+/// meanwhile: do not wait for a thread that uses the register. May be nested.
+class REGISTER_EXPORT RegisterLock {
+public:
+    RegisterLock();
+    ~RegisterLock();
+    RegisterLock(const RegisterLock &) = delete;
+    RegisterLock &operator=(const RegisterLock &) = delete;
 };
 
 /// Returns true when a register file can be kept in the directory: the file exists there, or the

@@ -23,10 +23,6 @@ const Top &top() {
     return topOf(UserScope);
 }
 
-Tops ownTops() {
-    return {&top(), &top() + 1};
-}
-
 std::string absolutePath(const std::string &path) {
     if (path.empty())
         throw Exception("A register file needs a path.");
@@ -35,7 +31,7 @@ std::string absolutePath(const std::string &path) {
 
 template <class Value>
 void read(Tree &tree, const std::string &name, Value &value) {
-    readValue(tree, ownTops(), Name(name), value);
+    readValue(tree, topsOf(UserScope), Name(name), value);
 }
 
 template <class Value>
@@ -182,8 +178,12 @@ void RegisterFile::_readBooleans(const std::string &name, std::vector<bool> &val
     read(_content->tree, name, values);
 }
 
+PropertyValue RegisterFile::readAny(const std::string &name) const {
+    return findAny(_content->tree, topsOf(UserScope), Name(name));
+}
+
 Type RegisterFile::readPropertyType(const std::string &name, Type *elementType) const {
-    return typeOf(_content->tree, ownTops(), Name(name), elementType);
+    return typeOf(_content->tree, topsOf(UserScope), Name(name), elementType);
 }
 
 void RegisterFile::_writeString(const std::string &name, const std::string &value) {

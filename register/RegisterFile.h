@@ -61,6 +61,7 @@ public:
     void _readNumbers(const std::string &name, std::vector<double> &values) const;
     void _readIntegers(const std::string &name, std::vector<int> &values) const;
     void _readBooleans(const std::string &name, std::vector<bool> &values) const;
+    PropertyValue readAny(const std::string &name) const;
     Type readPropertyType(const std::string &name, Type *elementType) const;
 
     void _writeString(const std::string &name, const std::string &value);

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "filesystem/Tree.h"
+#include "register/PropertyValue.h"
 #include "register/Scopes.h"
 #include "register/Value.h"
 
 #include <iterator>
 #include <string>
 #include <type_traits>
+#include <variant>
 
 /// Typed reads and writes of a tree, without a lock and without notification.
 namespace utils::properties {
@@ -16,6 +18,11 @@ struct Tops {
     const filesystem::Top *first, *last;
 };
 inline constexpr Tops allTops = {std::begin(scopeTops), std::end(scopeTops)};
+
+/// The first levels of all scopes, or of one. Throws `Exception` for a value that is not a scope.
+inline Tops topsOf(std::optional<RegisterScope> only) {
+    return only ? Tops{&topOf(*only), &topOf(*only) + 1} : allTops;
+}
 
 /// Returns the first entry of a name. Throws `PropertyNotFound`.
 inline filesystem::Tree::Entry locate(filesystem::Tree &tree, const Tops &tops,
@@ -47,6 +54,29 @@ bool placeValue(filesystem::Tree &tree, const filesystem::Top &top, const filesy
     if (bytes)
         encode(value, bytes);
     return bytes;
+}
+
+/// Returns the value in the bytes of a property. Throws `PropertyBadType` for bytes that are no
+/// value of the register's types. `kind` is the first alternative to try.
+template <std::size_t kind = 2>
+PropertyValue anyValue(std::string_view bytes) {
+    if (bytes.empty())
+        return NoValue();
+    if constexpr (kind < std::variant_size_v<PropertyValue>) {
+        std::variant_alternative_t<kind, PropertyValue> value{};
+        return decode(bytes, value) ? PropertyValue(std::move(value)) : anyValue<kind + 1>(bytes);
+    }
+    throw PropertyBadType();
+}
+
+/// See `_Register::readAny`. A group is passed over.
+inline PropertyValue findAny(filesystem::Tree &tree, Tops tops, const filesystem::Name &name) {
+    while (const auto entry = tree.findFirst(tops.first, tops.last, name)) {
+        if (entry.isProperty())
+            return anyValue(tree.value(entry));
+        tops.first += entry.top + 1;
+    }
+    return {};
 }
 
 /// See `_Register::readPropertyType`.

@@ -23,16 +23,12 @@ template <class Value>
 std::optional<RegisterScope> findValueIn(Tree &tree, const std::string &name, Value &value,
                                          std::optional<RegisterScope> only) {
     const Name key(name);
-    std::size_t next = only ? indexOf(*only) : 0;
-    const std::size_t end = only ? next + 1 : std::size(scopes);
+    Tops tops = topsOf(only);
     const Lock lock(*_Register::_mutex);
-    while (next < end) {
-        const Tree::Entry entry = tree.findFirst(scopeTops + next, scopeTops + end, key);
-        if (!entry)
-            break;
-        next += entry.top + 1;
+    while (const Tree::Entry entry = tree.findFirst(tops.first, tops.last, key)) {
+        tops.first += entry.top + 1;
         if (entry.isProperty() && decode(tree.value(entry), value))
-            return scopes[next - 1].value;
+            return scopes[tops.first - 1 - scopeTops].value;
     }
     return std::nullopt;
 }
@@ -98,6 +94,14 @@ Type _Register::readPropertyType(const std::string &name, Type *elementType) con
     const Name key(name);
     const Lock lock(*_mutex);
     return typeOf(tree(), allTops, key, elementType);
+}
+
+PropertyValue _Register::readAny(const std::string &name,
+                                 std::optional<RegisterScope> scope) const {
+    const Name key(name);
+    const Tops tops = topsOf(scope);
+    const Lock lock(*_mutex);
+    return findAny(tree(), tops, key);
 }
 
 std::optional<RegisterScope> _Register::findValue(const std::string &name, std::string &value,

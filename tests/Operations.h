@@ -55,6 +55,9 @@ struct Operations {
              }},
             {"resetProperty",
              [](auto &reg, auto &name, auto scope) { reg.resetProperty(nullptr, name, scope); }},
+            {"readAny", [](auto &reg, auto &name, auto scope) { reg.readAny(name, scope); }},
+            {"removeGroup",
+             [](auto &reg, auto &name, auto scope) { reg.removeGroup(nullptr, name, scope); }},
             {"delProperty",
              [](auto &reg, auto &name, auto scope) { reg.delProperty(name, scope); }},
         };
@@ -65,12 +68,17 @@ struct Operations {
             {"readPropertyType",
              [](auto &reg, auto &name, auto) { reg.readPropertyType(name, nullptr); }},
             {"addCallback", [](auto &reg, auto &name, auto) { reg.addCallback(name, nullptr); }},
+            {"addCallbackForAll", [](auto &reg, auto &, auto) { reg.addCallbackForAll(nullptr); }},
             {"removeCallback", [](auto &reg, auto &, auto) { reg.removeCallback(nullptr); }},
             {"markAsChanged", [](auto &reg, auto &name, auto) { reg.markAsChanged(&reg, name); }},
             {"notify", [](auto &reg, auto &, auto) { reg.notify(&reg); }},
             {"setSaveErrorHandler",
              [](auto &, auto &, auto) { _Register::setSaveErrorHandler(nullptr); }},
+            {"setSaveMode",
+             [](auto &, auto &, auto) { _Register::setSaveMode(utils::properties::ReplaceFile); }},
             {"save", [](auto &reg, auto &, auto) { reg.save(); }},
+            {"sync", [](auto &reg, auto &, auto) { reg.sync(nullptr); }},
+            {"RegisterLock", [](auto &, auto &, auto) { utils::properties::RegisterLock(); }},
         };
     }
 

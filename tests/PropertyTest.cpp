@@ -108,6 +108,22 @@ TEST(Subscription, mayEndOrBeginInsideItsOwnCall) {
     EXPECT_EQ(Property<int>("k").value(), 1);
 }
 
+TEST(Subscription, hearsAllNamesOrAnySpelling) {
+    startedRegister();
+    std::vector<std::string> told;
+    const auto tell = [&told](const std::string &label) {
+        return [&told, label](const std::string &name) { told.push_back(label + ":" + name); };
+    };
+    const Subscription all(allNames, tell("all")), ui(AnySpelling{"/ui/"}, tell("ui"));
+    const Subscription any(AnySpelling{""}, tell("any")), deaf("", tell("deaf")), x("x", tell("x"));
+    for (const std::string name : {"//ui//width", "x", "uix"}) {
+        Property<int>(name).set(1);
+        Property<int>(name, 0, TempScope).reset();
+    }
+    EXPECT_EQ(told, (std::vector<std::string>{"all://ui//width", "ui:ui/width", "any:ui/width",
+                                              "x:x", "all:x", "any:x", "all:uix", "any:uix"}));
+}
+
 TEST(Threads, aFirstUseInsideACallbackBesideAnotherDoesNotBlock) {
     _Register &reg = startedRegister();
     std::atomic<int> ready{0};

@@ -89,4 +89,26 @@ TEST(PropertyTree, aScopeWhoseRootIsGoneIsEmptyUntilItIsWrittenTo) {
     }
 }
 
+TEST(PropertyTree, aRemovedGroupIsToldPropertyByProperty) {
+    _Register &reg = startedRegister();
+    std::vector<std::string> told;
+    Recorder recorder(told, "", &told, [&](auto &) {
+        EXPECT_EQ(reg.propertyExists("g/p", UserScope) + reg.propertyExists("g/h", UserScope), 0);
+    });
+    reg.addCallback("g", &recorder);
+    reg.addCallback("a", &recorder);
+    for (const std::string name : {"g/h/q", "g/p", "a", "gg"})
+        reg._writeInteger(&told, name, 1, UserScope);
+    reg.addGroup("g/empty", UserScope);
+    reg.removeGroup(&reg, "none", UserScope);
+    reg.removeGroup(&told, "gg", UserScope);
+    reg.removeGroup(&reg, "/g//", UserScope);
+    EXPECT_EQ(told, (std::vector<std::string>{":g/h/q", ":g/p"}));
+    reg._writeInteger(&told, "g/p", 1, TempScope);
+    reg.removeGroup(&reg, "", UserScope);
+    EXPECT_EQ(told.back(), ":a");
+    EXPECT_TRUE(reg.propertyList("", UserScope).empty()) << "the root stays";
+    EXPECT_TRUE(reg.propertyExists("g/p"));
+}
+
 } // namespace

@@ -20,10 +20,15 @@ void checkBytes(const Value &value, const std::string &bytes) {
     property.set(value);
     EXPECT_EQ(rawBytes(reg, "/temp/p"), bytes);
     EXPECT_EQ(property.value(), value);
+    EXPECT_EQ(reg.readAny("p"), PropertyValue(value));
     EXPECT_EQ(reg.readPropertyType("p", nullptr), Type(bytes[0]));
     for (std::size_t length = 0; length < bytes.size(); ++length) {
         setRawBytes(reg, "/temp/p", bytes.substr(0, length));
         EXPECT_FALSE(property.isSet()) << bytes << " cut at " << length;
+        if (length == 0)
+            EXPECT_EQ(reg.readAny("p"), PropertyValue(NoValue()));
+        else
+            EXPECT_EQ(thrownBy([&] { reg.readAny("p"); }), "PropertyBadType");
     }
 }
 
@@ -57,6 +62,7 @@ TEST(Values, otherBytesAreReadLeniently) {
 TEST(Values, aWriteChangesTheTypeAndAGroupHidesWhatIsBelow) {
     _Register &reg = startedRegister();
     std::string text;
+    EXPECT_EQ(reg.readAny("p"), PropertyValue());
     reg._writeString(nullptr, "p", "text", UserScope);
     reg._writeInteger(nullptr, "p", 5, UserScope);
     EXPECT_EQ(thrownBy([&] { reg._readString("p", text); }), "PropertyBadType");

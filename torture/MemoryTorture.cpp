@@ -1,6 +1,7 @@
 // Makes each allocation of a call fail, including those of Qt: first alone, then together with all
 // later ones. The call must throw `std::bad_alloc`. The tree, the marks, the lock and the memory
 // must be unchanged.
+#include "register/RegisterFile.h"
 #include "tests/Operations.h"
 
 #include <new>
@@ -156,7 +157,7 @@ TEST_F(Memory, everyOperationThatFailsHasChangedNothing) {
             const std::string name = "the/property/of/the/operation/" + operation.label;
             if (operation.label != "addGroup" && operation.label != "addProperty")
                 reg.addProperty(name, UserScope);
-            if (operation.label != "save") // the next test checks it
+            if (operation.label != "save" && operation.label != "sync") // the next tests check them
                 failOn(operation, name);
         }
     failEach("addCallback", [&] { reg.addCallback("a key that is long enough", &counter); });
@@ -192,6 +193,30 @@ TEST_F(Memory, aSaveKeepsTheOldFileAndALoadTheTree) {
     EXPECT_EQ(reg.saveError(), "");
     EXPECT_NE(readFile(file), old);
     EXPECT_EQ(listDirectory(userDirectory()).size(), 2U) << "the file and the previous generation";
+}
+
+TEST_F(Memory, theNextSyncTakesWhatOneThatFailedDidNot) {
+    const std::string file = userDirectory() + "/Brevolant.dat";
+    for (const bool fromThenOn : {false, true}) {
+        long failed = 1;
+        for (int number = 1; failed > 0; ++number) {
+            RegisterFile other(file);
+            other._writeInteger("the/theirs", number);
+            other._writeInteger("theirs/" + std::to_string(number), number);
+            other.save();
+            reg._writeInteger(nullptr, "ours", number, UserScope);
+            runsOutOfMemory([&] { reg.sync(nullptr); }, number, fromThenOn);
+            failed = allocations.failed;
+            EXPECT_TRUE(lockIsFree());
+            EXPECT_TRUE(reg.sync(nullptr).conflicts.empty());
+            EXPECT_EQ(reg.saveError(), "") << number;
+            EXPECT_EQ(Property<int>("the/theirs").value(), number);
+            EXPECT_EQ(Property<int>("theirs/" + std::to_string(number)).value(), number);
+            ASSERT_EQ(RegisterFile(file).readAny("ours"), PropertyValue(number));
+            tried += failed > 0;
+        }
+    }
+    EXPECT_GT(tried, 100);
 }
 
 } // namespace
