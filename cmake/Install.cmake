@@ -11,7 +11,8 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
   register/Property.h
-  register/Register.h)
+  register/Register.h
+  register/Storage.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${folder})
