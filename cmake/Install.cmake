@@ -11,6 +11,7 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
   register/Property.h
+  register/QtTypes.h
   register/Register.h
   register/Storage.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)

@@ -146,6 +146,34 @@ void writeStored(_Register &reg, void *sender, const std::string &name, const Va
     (reg.*write)(sender, name, storedForm(name, value), scope);
 }
 
+/// A list of any type that is stored as a string, a number, an integer or a boolean. A list with an
+/// element that `Storage<Value>` does not accept counts as missing.
+template <class Value>
+struct Storage<std::vector<Value>,
+               std::enable_if_t<!isRegisterType<std::vector<Value>> &&
+                                isRegisterType<std::vector<typename Storage<Value>::Stored>>>> {
+    using Element = typename Storage<Value>::Stored;
+    using Stored = std::vector<Element>;
+    static std::optional<std::vector<Value>> load(Stored &&stored) {
+        std::vector<Value> values;
+        values.reserve(stored.size());
+        for (auto &&element : stored) {
+            std::optional<Value> value = Storage<Value>::load(Element(std::move(element)));
+            if (!value)
+                return std::nullopt;
+            values.push_back(std::move(*value));
+        }
+        return values;
+    }
+    static Stored store(const std::vector<Value> &values) {
+        Stored stored;
+        stored.reserve(values.size());
+        for (const Value &value : values)
+            stored.push_back(Storage<Value>::store(value));
+        return stored;
+    }
+};
+
 /// Text of Qt, as UTF-8. Text that is not valid UTF-16 cannot be stored. A load replaces bytes that
 /// are not UTF-8 by U+FFFD.
 template <>
