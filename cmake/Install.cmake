@@ -10,6 +10,7 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/FileSystem.h
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
+  register/GuiTypes.h
   register/Property.h
   register/QtTypes.h
   register/Register.h
