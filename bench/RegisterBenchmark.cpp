@@ -143,7 +143,7 @@ std::vector<Value> listOf(const benchmark::State &state, const Value &value) {
 
 template <class Value>
 void readList(benchmark::State &state, const Value &value) {
-    Storage<std::vector<Value>>::write(reg(), nullptr, "list", listOf(state, value), TempScope);
+    writeStored(reg(), nullptr, "list", listOf(state, value), TempScope);
     std::vector<Value> values;
     for (auto _ : state)
         benchmark::DoNotOptimize(reg().findValue("list", values, TempScope));
@@ -153,7 +153,7 @@ template <class Value>
 void writeList(benchmark::State &state, const Value &value) {
     const std::vector<Value> values = listOf(state, value);
     for (auto _ : state)
-        Storage<std::vector<Value>>::write(reg(), nullptr, "list", values, TempScope);
+        writeStored(reg(), nullptr, "list", values, TempScope);
 }
 
 constexpr int longest = 1000000;

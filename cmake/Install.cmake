@@ -10,10 +10,13 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/FileSystem.h
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
+  register/GuiTypes.h
   register/Property.h
   register/PropertyValue.h
+  register/QtTypes.h
   register/Register.h
   register/RegisterFile.h
+  register/Storage.h
   register/Subscription.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)

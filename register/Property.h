@@ -1,10 +1,7 @@
 #pragma once
 
-#include "register/Register.h"
+#include "register/Storage.h"
 #include "register/Subscription.h"
-
-#include <QString>
-#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -12,7 +9,6 @@
 #include <string>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 /// The part of the register that most applications use: properties that are declared once, and
 /// subscriptions and handles that end automatically. It is a thin layer over `_Register`, whose
@@ -21,24 +17,13 @@
 /// `initialize` it throws `utils::Exception`.
 namespace utils::properties {
 
-template <class>
-constexpr bool isStorable = false;
-
-/// How a type is stored; `Stored` is one of the eight types of the register.
-template <class Value>
-struct Storage {
-    static_assert(isStorable<Value>,
-                  "A Property is of std::string, double, int, bool, a std::vector "
-                  "of one of them, QString or QStringList.");
-};
-
 /// A setting: its name, its default and the scope that it is written to.
 ///
-/// `Value` is `std::string`, `double`, `int`, `bool`, a `std::vector` of one of them, `QString` or
-/// `QStringList` (both stored as UTF-8). Any number of threads may use one property.
+/// `Value` is `std::string`, `double`, `int`, `bool`, a `std::vector` of one of them, `QString`,
+/// `QStringList`, or any other type with a `Storage`. Any number of threads may use one property.
 template <class Value>
 class Property {
-    using Stored = typename Storage<Value>::Stored;
+    static_assert(isRegisterType<typename StoredType<Value>::Type>);
 
 public:
     explicit Property(std::string name, Value defaultValue = Value(),
@@ -57,31 +42,27 @@ public:
     RegisterScope scope() const { return _scope; }
 
     /// Returns the value of the first scope, in lookup order, that holds one of this type; else the
-    /// default. A damaged value and a value of another type count as missing.
+    /// default. A damaged value, a value of another type and one that `Storage` does not accept
+    /// count as missing.
     Value value() const {
-        Stored stored{};
-        return initializedRegister().findValue(_name, stored)
-                   ? Storage<Value>::load(std::move(stored))
-                   : _default;
+        std::optional<Found<Value>> found = find();
+        return found ? std::move(found->value) : _default;
     }
 
     /// Returns the scope that `value` reads from; no scope for the default.
     std::optional<RegisterScope> origin() const {
-        Stored stored{};
-        return initializedRegister().findValue(_name, stored);
+        const std::optional<Found<Value>> found = find();
+        return found ? std::optional(found->scope) : std::nullopt;
     }
 
     /// True when the property's own scope holds a value of its type.
-    bool isSet() const {
-        Stored stored{};
-        return initializedRegister().findValue(_name, stored, _scope).has_value();
-    }
+    bool isSet() const { return find(_scope).has_value(); }
 
     /// Writes the value into the property's scope and notifies the callbacks, except those whose
-    /// owner is `sender`. Throws `utils::Exception` when the name cannot be written. Throws what a
-    /// callback throws.
+    /// owner is `sender`. Throws `utils::Exception` when the name cannot be written or the value
+    /// cannot be stored. Throws what a callback throws.
     void set(const Value &value, void *sender = nullptr) const {
-        Storage<Value>::write(initializedRegister(), sender, _name, value, _scope);
+        writeStored(initializedRegister(), sender, _name, value, _scope);
     }
 
     /// Removes the value from the property's scope, whatever its type, and notifies the callbacks
@@ -92,6 +73,10 @@ public:
     }
 
 private:
+    std::optional<Found<Value>> find(std::optional<RegisterScope> only = {}) const {
+        return findStored<Value>(initializedRegister(), _name, only);
+    }
+
     std::string _name;
     Value _default;
     RegisterScope _scope;
@@ -117,54 +102,6 @@ public:
 private:
     filesystem::FileHandle *_handle;
     int _exceptions; ///< uncaught exceptions when the handle was opened
-};
-
-/// The eight types of the register, which are stored without conversion.
-template <class Value,
-          void (_Register::*writeValue)(void *, const std::string &, const Value &, RegisterScope)>
-struct StoredAsItIs {
-    using Stored = Value;
-    static Value load(Stored &&stored) { return std::move(stored); }
-    static void write(_Register &reg, void *sender, const std::string &name, const Value &value,
-                      RegisterScope scope) {
-        (reg.*writeValue)(sender, name, value, scope);
-    }
-};
-
-template <>
-struct Storage<std::string> : StoredAsItIs<std::string, &_Register::_writeString> {};
-template <>
-struct Storage<double> : StoredAsItIs<double, &_Register::_writeNumber> {};
-template <>
-struct Storage<int> : StoredAsItIs<int, &_Register::_writeInteger> {};
-template <>
-struct Storage<bool> : StoredAsItIs<bool, &_Register::_writeBoolean> {};
-template <>
-struct Storage<std::vector<std::string>>
-    : StoredAsItIs<std::vector<std::string>, &_Register::_writeStrings> {};
-template <>
-struct Storage<std::vector<double>> : StoredAsItIs<std::vector<double>, &_Register::_writeNumbers> {
-};
-template <>
-struct Storage<std::vector<int>> : StoredAsItIs<std::vector<int>, &_Register::_writeIntegers> {};
-template <>
-struct Storage<std::vector<bool>> : StoredAsItIs<std::vector<bool>, &_Register::_writeBooleans> {};
-
-/// Text of Qt. A write throws `utils::Exception` for text that is not valid UTF-16, because UTF-8
-/// cannot represent it. A read replaces bytes that are not UTF-8 by U+FFFD.
-template <>
-struct REGISTER_EXPORT Storage<QString> {
-    using Stored = std::string;
-    static QString load(const Stored &stored);
-    static void write(_Register &reg, void *sender, const std::string &name, const QString &value,
-                      RegisterScope scope);
-};
-template <>
-struct REGISTER_EXPORT Storage<QStringList> {
-    using Stored = std::vector<std::string>;
-    static QStringList load(const Stored &stored);
-    static void write(_Register &reg, void *sender, const std::string &name,
-                      const QStringList &value, RegisterScope scope);
 };
 
 } // namespace utils::properties

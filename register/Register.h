@@ -31,6 +31,9 @@ enum RegisterScope : std::int32_t {
     TempScope = 2    ///< in memory; lost when the process ends
 };
 
+/// The order in which a read searches the scopes.
+inline constexpr RegisterScope lookupOrder[] = {UserScope, GlobalScope, TempScope};
+
 /// The type of a stored value. The number is the first byte of the stored bytes.
 enum Type : std::int32_t {
     StringType = 'S',  ///< bytes, by convention UTF-8
@@ -108,8 +111,8 @@ struct SyncResult {
 /// name. The properties of one group hold at most 4 GiB, including their names; a larger write
 /// throws `std::length_error`.
 ///
-/// Lookup order: user, global, temp. A read without a scope uses the first scope that holds the
-/// name.
+/// Lookup order: user, global, temp, as in `lookupOrder`. A read without a scope uses the first
+/// scope that holds the name.
 ///
 /// Threads: every operation of this class itself, except `initialize`, `load` and
 /// `_locateProperty`, may be called from any thread, at any time between `initialize` and the end

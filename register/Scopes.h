@@ -33,7 +33,10 @@ inline constexpr filesystem::Top scopeTops[] = {
     {scopes[1].name(), 1},
     {scopes[2].name(), 2},
 };
-static_assert(std::size(scopeTops) == std::size(scopes));
+static_assert(std::size(scopeTops) == std::size(scopes) &&
+              std::size(scopes) == std::size(lookupOrder));
+static_assert(scopes[0].value == lookupOrder[0] && scopes[1].value == lookupOrder[1] &&
+              scopes[2].value == lookupOrder[2]);
 
 /// Returns the index of a scope in both arrays. Throws `Exception` for a value that is not a scope.
 std::size_t indexOf(RegisterScope scope);

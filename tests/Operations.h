@@ -102,8 +102,7 @@ private:
                  reg.findValue(name, value, scope);
              })});
         writes.push_back({"_write" + type, [=](auto &reg, auto &name, auto scope) {
-                              utils::properties::Storage<Value>::write(reg, nullptr, name, kept,
-                                                                       scope);
+                              utils::properties::writeStored(reg, nullptr, name, kept, scope);
                           }});
     }
 };

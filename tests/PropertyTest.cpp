@@ -10,6 +10,26 @@ using namespace utils::properties;
 
 namespace {
 
+/// A type of an application: at most 100, stored as an integer.
+struct Percent {
+    int value = 0;
+};
+
+} // namespace
+
+template <>
+struct utils::properties::Storage<Percent> {
+    using Stored = int;
+    static std::optional<Percent> load(int stored) {
+        return stored <= 100 ? std::optional(Percent{stored}) : std::nullopt;
+    }
+    static int store(const Percent &percent) {
+        return percent.value <= 100 ? percent.value : throw utils::Exception("it is above 100.");
+    }
+};
+
+namespace {
+
 using Told = std::vector<std::string>;
 
 /// Writes two values through a property of this type and follows them through the scopes.
@@ -69,10 +89,28 @@ TEST(Property, anotherTypeCountsAsMissingAndAFailingWriteIsNotSwallowed) {
     group.reset();
     EXPECT_TRUE(reg.propertyExists("ui/width", UserScope)) << "a group is not reset";
     const QString loneSurrogate(QChar(0xD800));
-    const std::string refused = "The text for text is not valid UTF-16.";
+    const std::string refused = "The value for text cannot be stored: it is not valid UTF-16.";
     EXPECT_EQ(thrownBy([&] { Property<QString>("text").set(loneSurrogate); }), refused);
     EXPECT_EQ(thrownBy([&] { Property<QStringList>("text").set({"a", loneSurrogate}); }), refused);
     EXPECT_FALSE(reg.propertyExists("text"));
+}
+
+TEST(Property, aValueThatItsTypeRefusesCountsAsMissing) {
+    _Register &reg = startedRegister();
+    const Property<Percent> zoom("zoom", {50});
+    reg._writeInteger(nullptr, "zoom", 101, UserScope);
+    EXPECT_EQ(zoom.value().value, 50);
+    reg._writeInteger(nullptr, "zoom", 7, TempScope);
+    EXPECT_EQ(zoom.value().value, 7) << "of the first scope with a good value";
+    EXPECT_EQ(zoom.origin(), TempScope);
+    reg._writeInteger(nullptr, "zoom", 101, GlobalScope);
+    EXPECT_EQ(zoom.origin(), TempScope);
+    EXPECT_FALSE(zoom.isSet());
+    EXPECT_FALSE(findStored<Percent>(reg, "zoom", GlobalScope));
+    EXPECT_EQ(thrownBy([&] { zoom.set({101}); }),
+              "The value for zoom cannot be stored: it is above 100.");
+    zoom.set({100});
+    EXPECT_EQ(zoom.origin(), UserScope);
 }
 
 TEST(Property, nothingStartsTheRegisterBeforeItKnowsItsDirectories) {
