@@ -11,6 +11,7 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
   register/GuiTypes.h
+  register/Limits.h
   register/Property.h
   register/PropertyValue.h
   register/QtTypes.h

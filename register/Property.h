@@ -1,5 +1,6 @@
 #pragma once
 
+#include "register/Limits.h"
 #include "register/Storage.h"
 #include "register/Subscription.h"
 
@@ -30,6 +31,15 @@ public:
                       RegisterScope scope = UserScope)
         : _name(std::move(name)), _default(std::move(defaultValue)), _scope(scope) {}
 
+    /// Takes limits such as `Range(6, 72)` or `OneOf("flat", "round")`. A stored value outside them
+    /// counts as missing. Throws `utils::Exception` for a default outside them.
+    Property(std::string name, Value defaultValue, Limits<Value> limits,
+             RegisterScope scope = UserScope)
+        : _limits(std::move(limits)), _name(std::move(name)), _default(std::move(defaultValue)),
+          _scope(scope) {
+        _limits.check(_name, _default);
+    }
+
     /// Rejects a scope as the default, although it would convert to one.
     Property(std::string name, RegisterScope scope) = delete;
     /// Rejects text as the default of a boolean, although it would convert to one.
@@ -42,8 +52,8 @@ public:
     RegisterScope scope() const { return _scope; }
 
     /// Returns the value of the first scope, in lookup order, that holds one of this type; else the
-    /// default. A damaged value, a value of another type and one that `Storage` does not accept
-    /// count as missing.
+    /// default. A damaged value, a value of another type, one that `Storage` does not accept and
+    /// one outside the limits count as missing.
     Value value() const {
         std::optional<Found<Value>> found = find();
         return found ? std::move(found->value) : _default;
@@ -59,9 +69,10 @@ public:
     bool isSet() const { return find(_scope).has_value(); }
 
     /// Writes the value into the property's scope and notifies the callbacks, except those whose
-    /// owner is `sender`. Throws `utils::Exception` when the name cannot be written or the value
-    /// cannot be stored. Throws what a callback throws.
+    /// owner is `sender`. Throws `utils::Exception` when the name cannot be written, or when the
+    /// value cannot be stored or lies outside the limits. Throws what a callback throws.
     void set(const Value &value, void *sender = nullptr) const {
+        _limits.check(_name, value);
         writeStored(initializedRegister(), sender, _name, value, _scope);
     }
 
@@ -74,9 +85,10 @@ public:
 
 private:
     std::optional<Found<Value>> find(std::optional<RegisterScope> only = {}) const {
-        return findStored<Value>(initializedRegister(), _name, only);
+        return findStored<Value>(initializedRegister(), _name, only, _limits);
     }
 
+    Limits<Value> _limits; // beside the name, since `value` reads both
     std::string _name;
     Value _default;
     RegisterScope _scope;

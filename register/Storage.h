@@ -95,14 +95,26 @@ struct AnyValue {
     }
 };
 
-/// Continues a search by `_Register::findValue` in the scopes below `scope`.
-template <class Stored>
-std::optional<RegisterScope> findBelow(RegisterScope scope, const _Register &reg,
-                                       const std::string &name, Stored &stored) {
+/// Loads what a search has found in a scope; no value if it is not accepted.
+template <class Value, class Accept>
+std::optional<Found<Value>> loadFrom(RegisterScope scope, typename StoredType<Value>::Type &&stored,
+                                     const Accept &accept) {
+    std::optional<Value> value = Storage<Value>::load(std::move(stored));
+    if (value && accept(*value))
+        return Found<Value>{std::move(*value), scope};
+    return std::nullopt;
+}
+
+/// Continues a search in the scopes below `scope`, one by one.
+template <class Value, class Accept>
+std::optional<Found<Value>> findBelow(RegisterScope scope, const _Register &reg,
+                                      const std::string &name, const Accept &accept) {
+    typename StoredType<Value>::Type stored{};
     const auto *next = std::find(std::begin(lookupOrder), std::end(lookupOrder), scope);
     while (++next != std::end(lookupOrder))
         if (reg.findValue(name, stored, *next))
-            return *next;
+            if (auto found = loadFrom<Value>(*next, std::move(stored), accept))
+                return found;
     return std::nullopt;
 }
 
@@ -116,14 +128,13 @@ std::optional<Found<Value>> findStored(const _Register &reg, const std::string &
                                        std::optional<RegisterScope> only = {},
                                        const Accept &accept = {}) {
     typename StoredType<Value>::Type stored{};
-    std::optional<RegisterScope> scope = reg.findValue(name, stored, only);
-    while (scope) {
-        std::optional<Value> value = Storage<Value>::load(std::move(stored));
-        if (value && accept(*value))
-            return Found<Value>{std::move(*value), *scope};
-        scope = only ? std::nullopt : findBelow(*scope, reg, name, stored);
-    }
-    return std::nullopt;
+    const std::optional<RegisterScope> scope = reg.findValue(name, stored, only);
+    if (!scope)
+        return std::nullopt;
+    auto found = loadFrom<Value>(*scope, std::move(stored), accept);
+    if (found || only)
+        return found;
+    return findBelow<Value>(*scope, reg, name, accept);
 }
 
 /// Returns what `Storage<Value>` stores. Throws `utils::Exception`, with the property's name and

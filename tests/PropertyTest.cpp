@@ -2,6 +2,7 @@
 #include "register/Property.h"
 #include "tests/Support.h"
 
+#include <cmath>
 #include <stdexcept>
 #include <thread>
 
@@ -111,6 +112,47 @@ TEST(Property, aValueThatItsTypeRefusesCountsAsMissing) {
               "The value for zoom cannot be stored: it is above 100.");
     zoom.set({100});
     EXPECT_EQ(zoom.origin(), UserScope);
+}
+
+TEST(Property, aValueOutsideItsLimitsCountsAsMissingAndIsNotSet) {
+    _Register &reg = startedRegister();
+    const Property<int> size("ui/size", 12, Range(6, 72));
+    for (const int good : {6, 72}) {
+        size.set(good);
+        EXPECT_EQ(size.value(), good);
+    }
+    reg._writeInteger(nullptr, "ui/size", 73, UserScope);
+    reg._writeInteger(nullptr, "ui/size", 5, GlobalScope);
+    EXPECT_EQ(size.value(), 12);
+    reg._writeInteger(nullptr, "ui/size", 7, TempScope);
+    EXPECT_TRUE(size.value() == 7 && size.origin() == TempScope && !size.isSet());
+    EXPECT_EQ(thrownBy([&] { size.set(73); }), "The value 73 for ui/size is not from 6 to 72.");
+    EXPECT_EQ(size.value(), 7);
+
+    const Property<double> ratio("ratio", 0.1, Range(0, 1.5), TempScope);
+    reg._writeNumber(nullptr, "ratio", NAN, UserScope);
+    EXPECT_EQ(ratio.value(), 0.1);
+    EXPECT_EQ(thrownBy([&] { ratio.set(NAN); }), "The value nan for ratio is not from 0 to 1.5.");
+    ratio.set(1);
+    EXPECT_EQ(ratio.origin(), TempScope);
+
+    const Property<QString> style("style", "flat", OneOf("flat", "round"));
+    reg._writeString(nullptr, "style", "rounded", UserScope);
+    EXPECT_EQ(style.value(), "flat");
+    EXPECT_EQ(thrownBy([&] { style.set("Flat"); }),
+              "The value \"Flat\" for style is not one of \"flat\", \"round\".");
+    using Integers = std::vector<int>;
+    const auto isEven = [](const Integers &list) { return list.size() % 2 == 0; };
+    EXPECT_EQ(thrownBy([&] {
+                  Property<Integers>("pairs", {}, {isEven, "in pairs"}).set({1, 2, 3});
+              }),
+              "The value [1, 2, 3] for pairs is not in pairs.");
+    EXPECT_EQ(thrownBy([] { Property<bool>("on", false, OneOf(true)); }),
+              "The value false for on is not one of true.");
+    EXPECT_EQ(thrownBy([] { Property<double>("ratio", 0, Range(0.2, 0.1)); }),
+              "No value is from 0.2 to 0.1.");
+    EXPECT_EQ(thrownBy([] { Property<double>("ratio", 0, Range(0, NAN)); }),
+              "No value is from 0 to nan.");
 }
 
 TEST(Property, nothingStartsTheRegisterBeforeItKnowsItsDirectories) {
