@@ -192,10 +192,11 @@ public:
     /// Changes that were not saved are lost. The constructor calls this; no other call is needed.
     void load();
     /// Writes the user scope to its file, which is replaced as a whole; `docs/durability.md` says
-    /// what is promised. Does not throw: `saveError` reports a failure, and the handler is called.
-    /// The lock is held only while the scope is encoded. Therefore no other thread waits for the
-    /// disk, unless a callback saves. Saves on several threads wait for each other, and none
-    /// overwrites a newer one.
+    /// what is promised. In the mode `MergeIntoFile`, keeps what other processes have changed
+    /// there, and writes nothing when the file needs no change. Does not throw: `saveError` reports
+    /// a failure, and the handler is called. The lock is held only while the scope is encoded.
+    /// Therefore no other thread waits for the disk, unless a callback saves. Saves on several
+    /// threads wait for each other, and none overwrites a newer one.
     void save() const;
     /// Merges the register files and the register: reads what other processes have changed in the
     /// files since this process last read or wrote them, takes it over, and saves the user scope.

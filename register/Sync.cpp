@@ -43,8 +43,7 @@ bool _Register::take(void *sender, bool mayWait, SyncResult &result) {
         _changedProperties.merge(result.taken); // some of them are in the tree
         throw;
     }
-    if (!result.taken.empty())
-        notify(sender);
+    notify(sender);
     return true;
 }
 

@@ -2,19 +2,39 @@
 #include "filesystem/FileLock.h"
 #include "register/Property.h"
 #include "register/RegisterFile.h"
+#include "register/ScopeFile.h"
+#include "register/Scopes.h"
 #include "tests/Support.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <map>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace testing_support;
 using namespace utils::properties;
 using Names = std::set<std::string>;
+
+static bool noLocks = false; ///< as on a file system without locks
+
+extern "C" int fcntl(int file, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    if (noLocks && command == F_OFD_SETLK) {
+        errno = ENOLCK;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_fcntl, file, command, argument));
+}
 
 namespace {
 
@@ -157,10 +177,6 @@ TEST(Sync, oneProcessAtATimeSavesAndAReplacerIsAnnounced) {
     set("a", 1);
     EXPECT_TRUE(RegisterFile(userFile()).willBeOverwritten());
     RegisterFile other(userFile());
-    const pid_t child = ::fork(); // holds no lock of its parent
-    if (child == 0)
-        for (;;)
-            ::pause();
     filesystem::FileLocation location;
     ASSERT_TRUE(location.find(userFile()));
     {
@@ -184,19 +200,67 @@ TEST(Sync, oneProcessAtATimeSavesAndAReplacerIsAnnounced) {
     EXPECT_FALSE(other.willBeOverwritten());
     reg.save();
     EXPECT_TRUE(other.willBeOverwritten());
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
+}
+
+TEST(Sync, theLocksOfAProcessEndWithItAlsoWhenItHasAChild) {
+    const std::string path = userFile();
+    int started[2] = {}, ended[2] = {};
+    ASSERT_TRUE(::pipe(started) == 0 && ::pipe(ended) == 0);
+    const pid_t process = ::fork();
+    if (process == 0) {
+        startedRegister();
+        if (::fork() > 0)
+            ::pause();
+        ::close(ended[1]);
+        char byte = 0;
+        ::_exit(::write(started[1], &byte, 1) == 1 && ::read(ended[0], &byte, 1) == 0 ? 0 : 1);
+    }
+    char byte = 0;
+    ASSERT_EQ(::read(started[0], &byte, 1), 1);
+    EXPECT_TRUE(RegisterFile(path).willBeOverwritten());
+    ::kill(process, SIGKILL);
+    ::waitpid(process, nullptr, 0);
+    EXPECT_FALSE(RegisterFile(path).willBeOverwritten());
+    ::close(ended[1]); // the child ends
 }
 
 TEST(Sync, locksThatCannotBeHadAreDoneWithoutAndTold) {
     _Register &reg = startedRegister();
     const std::string lock = userDirectory() + "/.Brevolant.dat.lock";
-    fs::remove(lock);
-    fs::create_directory(lock);
     change(userFile(), {{"b", 1}});
+    noLocks = true;
     EXPECT_EQ(reg.sync(nullptr).taken, Names{"b"});
     EXPECT_EQ(reg.saveError(), "");
+    EXPECT_EQ(reg.lockError(), lock + ": locking: No locks available");
+    noLocks = false;
+    fs::remove(lock);
+    fs::create_directory(lock);
+    set("a", 1);
+    reg.save();
+    EXPECT_EQ(reg.saveError(), "");
     EXPECT_EQ(reg.lockError(), lock + ": locking: Is a directory");
+}
+
+TEST(Sync, aSnapshotFromBeforeATakeIsNotSaved) {
+    change(userFile(), {{"a", 1}});
+    const filesystem::Top &top = topOf(UserScope);
+    filesystem::Tree tree;
+    tree.keepTogether(std::begin(scopeTops), std::end(scopeTops));
+    tree.addGroup(top, filesystem::Name({}));
+    ScopeFile file;
+    SyncResult result;
+    std::string error;
+    const auto snapshot = [&] {
+        return file.snapshot(file.nextNumber(), userDirectory(), tree, top);
+    };
+    const ScopeFile::Snapshot before = snapshot();
+    EXPECT_EQ(file.refresh(userDirectory()), "");
+    EXPECT_TRUE(file.take(tree, top, false, result));
+    EXPECT_EQ(result.taken, Names{"a"});
+    EXPECT_FALSE(file.save(before, SaveKind::Merge, error, result.conflicts));
+    EXPECT_TRUE(file.save(snapshot(), SaveKind::Merge, error, result.conflicts));
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(valueIn(userFile(), "a"), 1) << "the old snapshot would have removed it";
 }
 
 /// Counts are written, saved and taken over by several threads beside another process. None is

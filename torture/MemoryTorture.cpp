@@ -197,6 +197,7 @@ TEST_F(Memory, aSaveKeepsTheOldFileAndALoadTheTree) {
 
 TEST_F(Memory, theNextSyncTakesWhatOneThatFailedDidNot) {
     const std::string file = userDirectory() + "/Brevolant.dat";
+    reg.addCallback("the", &counter);
     for (const bool fromThenOn : {false, true}) {
         long failed = 1;
         for (int number = 1; failed > 0; ++number) {
@@ -205,12 +206,14 @@ TEST_F(Memory, theNextSyncTakesWhatOneThatFailedDidNot) {
             other._writeInteger("theirs/" + std::to_string(number), number);
             other.save();
             reg._writeInteger(nullptr, "ours", number, UserScope);
+            counter.calls = 0;
             runsOutOfMemory([&] { reg.sync(nullptr); }, number, fromThenOn);
             failed = allocations.failed;
             EXPECT_TRUE(lockIsFree());
             EXPECT_TRUE(reg.sync(nullptr).conflicts.empty());
             EXPECT_EQ(reg.saveError(), "") << number;
             EXPECT_EQ(Property<int>("the/theirs").value(), number);
+            EXPECT_GE(counter.calls, 1) << "what a failed one took is told";
             EXPECT_EQ(Property<int>("theirs/" + std::to_string(number)).value(), number);
             ASSERT_EQ(RegisterFile(file).readAny("ours"), PropertyValue(number));
             tried += failed > 0;
