@@ -10,15 +10,19 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/FileSystem.h
   filesystem/RAMFileSystem.h
   filesystem/RealFileSystem.h
+  register/Directories.h
+  register/Group.h
   register/GuiTypes.h
   register/Limits.h
   register/Property.h
   register/PropertyValue.h
   register/QtTypes.h
+  register/Records.h
   register/Register.h
   register/RegisterFile.h
   register/Storage.h
-  register/Subscription.h)
+  register/Subscription.h
+  register/TestRegister.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${folder})

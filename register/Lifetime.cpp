@@ -5,6 +5,7 @@
 #include "register/Callbacks.h"
 #include "register/Lock.h"
 #include "register/ScopeFile.h"
+#include "register/Scopes.h"
 
 #include <cstdlib>
 #include <new>
@@ -36,6 +37,7 @@ std::atomic<SaveMode> Lifetime::saveMode{ReplaceFile};
 
 _Register *Lifetime::_instance = nullptr;
 std::atomic<bool> Lifetime::_ended{false};
+std::atomic<bool> Lifetime::_suspended{false};
 std::thread::id Lifetime::_exiting;
 int Lifetime::_process = 0;
 
@@ -106,6 +108,38 @@ void Lifetime::unload() noexcept {
     end({});
     delete _instance;
     _instance = nullptr;
+}
+
+void Lifetime::startAgain(const std::string &globalPath, const std::string &userPath) {
+    const Lock lock(*_Register::_mutex);
+    if (_instance)
+        empty();
+    _suspended = false;
+    _Register::setDirectories(globalPath, userPath);
+    if (_instance)
+        _instance->load();
+    _Register::publishDirectories();
+}
+
+void Lifetime::suspend() noexcept {
+    const Lock lock(*_Register::_mutex);
+    _suspended = true;
+    saveErrorHandler.reset();
+    saveMode = ReplaceFile;
+    if (_instance)
+        empty();
+}
+
+void Lifetime::empty() {
+    _instance->_callbacks->clear();
+    _instance->_changedProperties.clear();
+    for (const Scope &scope : scopes) {
+        _instance->remove(toQString(scope.root));
+        _instance->mkdir(toQString(scope.root));
+    }
+    _instance->_globalFile = std::make_unique<ScopeFile>();
+    _instance->_userFile = std::make_unique<ScopeFile>();
+    _instance->_userFile->announce(saveMode == ReplaceFile);
 }
 
 namespace {

@@ -28,8 +28,23 @@ void _Register::markAsChanged(void *sender, const std::string &name) {
     notify(sender);
 }
 
+void _Register::changeInOneStep(void *sender, const std::function<void()> &change) {
+    const Lock lock(*_mutex);
+    struct Step {
+        int &steps;
+        ~Step() { --steps; }
+    };
+    {
+        const Step step{++_steps};
+        change();
+    }
+    notify(sender);
+}
+
 void _Register::notify(void *sender) {
     const Lock lock(*_mutex);
+    if (_steps > 0)
+        return;
     // The names are moved out first, so that a callback that writes notifies only of its own
     // change.
     std::set<std::string> names;

@@ -386,6 +386,12 @@ public:
     /// in progress, so it may be destroyed when this returns.
     void removeCallback(Callback *callback);
 
+    /// Calls `change`, whose changes of the register are one step: it holds the lock, and the
+    /// callbacks are notified in one walk when it has returned, except those whose owner is
+    /// `sender`; the senders of its own calls do not count. If it throws, its changes stay, and
+    /// their names stay marked, as in `notify`. May be nested: the outermost notifies.
+    void changeInOneStep(void *sender, const std::function<void()> &change);
+
     /// Marks a name as changed and notifies the callbacks. The name need not exist.
     void markAsChanged(void *sender, const std::string &name);
     /// Notifies the callbacks of every marked name, in the byte order of the names. The most
@@ -416,6 +422,7 @@ private:
     // Guarded by `*_mutex`, like the tree.
     std::set<std::string> _changedProperties;
     std::unique_ptr<Callbacks> _callbacks;
+    int _steps = 0; ///< nested calls of `changeInOneStep`, during which nobody is notified
     std::unique_ptr<ScopeFile> _globalFile, _userFile; ///< have their own locks
 };
 

@@ -71,6 +71,7 @@ struct Operations {
             {"addCallbackForAll", [](auto &reg, auto &, auto) { reg.addCallbackForAll(nullptr); }},
             {"removeCallback", [](auto &reg, auto &, auto) { reg.removeCallback(nullptr); }},
             {"markAsChanged", [](auto &reg, auto &name, auto) { reg.markAsChanged(&reg, name); }},
+            {"changeInOneStep", [](auto &reg, auto &, auto) { reg.changeInOneStep(&reg, [] {}); }},
             {"notify", [](auto &reg, auto &, auto) { reg.notify(&reg); }},
             {"setSaveErrorHandler",
              [](auto &, auto &, auto) { _Register::setSaveErrorHandler(nullptr); }},

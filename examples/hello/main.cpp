@@ -1,14 +1,14 @@
+#include <register/Directories.h>
 #include <register/Property.h>
 
-#include <QDir>
 #include <iostream>
 
 using namespace utils::properties;
 
 int main() {
     _Register::setSaveErrorHandler([](const std::string &error) { std::cerr << error << "\n"; });
-    _Register::initialize("/usr/local/share/hello",
-                          QDir::homePath().toStdString() + "/.config/hello");
+    const Directories directories = standardDirectories("", "hello");
+    _Register::initialize(directories.global, directories.user);
     const Property<int> width("ui/window/width", 800);
     const Subscription sub("ui",
                            [](const std::string &name) { std::cout << name << " changed\n"; });

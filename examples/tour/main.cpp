@@ -1,9 +1,12 @@
 // A tour of the register: `tour INSTALLATION HOME`. The README shows its parts.
+#include <register/Group.h>
 #include <register/Property.h>
+#include <register/Records.h>
 #include <register/RegisterFile.h>
 
 #include <exception/Exception.h>
 
+#include <algorithm>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -109,6 +112,35 @@ void handles() {
 }
 //! [handles]
 
+//! [group]
+void groupObjects() {
+    const Group ui("ui");
+    const Property<int> width = ui.property<int>("width", 800, Range(200, 10000));
+    const Subscription heard =
+        ui.subscribe([](const std::string &name) { std::cout << name << " has changed\n"; });
+    width.set(1000);
+    for (const std::string &name : ui.names()) // in all scopes
+        std::cout << "ui has " << name << "\n";
+    ui.reset(); // the user's settings in the group are removed; each of them notifies
+}
+//! [group]
+
+//! [records]
+struct Recent {
+    QString path;
+    int line = 1;
+};
+const Records<Recent> recent("recent", {{"path", &Recent::path}, {"line", &Recent::line}});
+
+void opened(const QString &path) {
+    const RegisterLock lock; // so that no other thread writes the list in between
+    std::vector<Recent> list = recent.value();
+    list.insert(list.begin(), {path, 1});
+    list.resize(std::min<std::size_t>(list.size(), 10));
+    recent.set(list); // "recent/0/path" and so on, written and shortened as one step
+}
+//! [records]
+
 //! [documents]
 void documents(const std::string &directory) {
     RegisterFile project(directory + "/project.dat"); // new if it does not exist
@@ -133,6 +165,8 @@ int main(int count, char **arguments) {
     subscriptions();
     groups();
     handles();
+    groupObjects();
+    opened(QStringLiteral("notes.txt"));
     documents(arguments[2]);
 
     // The exit saves too, but the exit code cannot report its failure.
