@@ -17,7 +17,7 @@ struct Storage<QColor> {
     using Stored = std::string;
     static std::optional<QColor> load(const Stored &stored) {
         const QString text = QString::fromStdString(stored);
-        const QColor color(text.size() == 9 ? text : QString());
+        const QColor color(text);
         if (!color.isValid() || color.name(QColor::HexArgb).compare(text, Qt::CaseInsensitive) != 0)
             return std::nullopt;
         return color;

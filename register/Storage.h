@@ -5,8 +5,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -105,15 +103,15 @@ std::optional<Found<Value>> loadFrom(RegisterScope scope, typename StoredType<Va
     return std::nullopt;
 }
 
-/// Continues a search in the scopes below `scope`, one by one.
+/// Searches each scope by itself, all of them in one step for other threads.
 template <class Value, class Accept>
-std::optional<Found<Value>> findBelow(RegisterScope scope, const _Register &reg,
-                                      const std::string &name, const Accept &accept) {
+std::optional<Found<Value>> findInEach(const _Register &reg, const std::string &name,
+                                       const Accept &accept) {
+    const RegisterLock lock;
     typename StoredType<Value>::Type stored{};
-    const auto *next = std::find(std::begin(lookupOrder), std::end(lookupOrder), scope);
-    while (++next != std::end(lookupOrder))
-        if (reg.findValue(name, stored, *next))
-            if (auto found = loadFrom<Value>(*next, std::move(stored), accept))
+    for (const RegisterScope scope : lookupOrder)
+        if (reg.findValue(name, stored, scope))
+            if (auto found = loadFrom<Value>(scope, std::move(stored), accept))
                 return found;
     return std::nullopt;
 }
@@ -121,8 +119,9 @@ std::optional<Found<Value>> findBelow(RegisterScope scope, const _Register &reg,
 /// Returns the value of the first scope, in lookup order, that holds one that `Storage<Value>` and
 /// `accept` accept; with `only`, looks in that scope alone. All other values count as missing.
 ///
-/// One search covers all scopes, up to the first value of the stored type. If this one is not
-/// accepted, each scope below is searched by itself, and other threads may write in between.
+/// Where the first value found is not accepted, `Storage<Value>::load` and `accept` run again under
+/// the register's lock, so that the search is one step for other threads. They must not wait for
+/// another thread that uses the register.
 template <class Value, class Accept = AnyValue>
 std::optional<Found<Value>> findStored(const _Register &reg, const std::string &name,
                                        std::optional<RegisterScope> only = {},
@@ -134,7 +133,7 @@ std::optional<Found<Value>> findStored(const _Register &reg, const std::string &
     auto found = loadFrom<Value>(*scope, std::move(stored), accept);
     if (found || only)
         return found;
-    return findBelow<Value>(*scope, reg, name, accept);
+    return findInEach<Value>(reg, name, accept);
 }
 
 /// Returns what `Storage<Value>` stores. Throws `utils::Exception`, with the property's name and

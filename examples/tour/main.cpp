@@ -1,17 +1,37 @@
 // A tour of the register: `tour INSTALLATION HOME`. The README shows its parts.
 #include <register/Group.h>
 #include <register/Property.h>
+#include <register/QtTypes.h>
 #include <register/Records.h>
 #include <register/RegisterFile.h>
 
 #include <exception/Exception.h>
 
 #include <algorithm>
+#include <chrono>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
 using namespace utils::properties;
+
+//! [storage]
+struct Ratio {
+    int width, height;
+};
+
+template <>
+struct utils::properties::Storage<Ratio> {
+    using Stored = std::vector<int>;
+    static std::optional<Ratio> load(const Stored &stored) {
+        if (stored.size() != 2 || stored[0] <= 0 || stored[1] <= 0)
+            return std::nullopt;
+        return Ratio{stored[0], stored[1]};
+    }
+    static Stored store(const Ratio &ratio) { return {ratio.width, ratio.height}; }
+};
+//! [storage]
 
 namespace {
 
@@ -59,6 +79,26 @@ void properties() {
     firstStart.set(false); // gone when the process ends
 }
 //! [properties]
+
+//! [types]
+const Property<int> fontSize("ui/font-size", 12, Range(6, 72));
+const Property<QString> style("ui/style", "flat", OneOf("flat", "round"));
+const Property<std::chrono::seconds> delay("ui/delay", std::chrono::seconds(2));   // "2s"
+const Property<Qt::ToolButtonStyle> buttons("ui/buttons", Qt::ToolButtonIconOnly); // by its name
+const Property<QDateTime> lastBackup("backup/last");
+const Property<Ratio> screen("ui/screen", {16, 9});
+
+void types() {
+    screen.set({4, 3});
+    lastBackup.set(QDateTime::currentDateTime()); // "2026-11-23T10:34:06.250+01:00"
+    delay.set(2 * delay.value());
+    try {
+        fontSize.set(5000);
+    } catch (const utils::Exception &error) { // and nothing is changed
+        std::cerr << error.what() << "\n"; // The value 5000 for ui/font-size is not from 6 to 72.
+    }
+}
+//! [types]
 
 //! [subscriptions]
 class Editor {
@@ -162,6 +202,7 @@ int main(int count, char **arguments) {
     if (!startRegister(arguments[1], arguments[2]))
         startInAnyCase(arguments[1], arguments[2]);
     properties();
+    types();
     subscriptions();
     groups();
     handles();
