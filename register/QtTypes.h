@@ -14,6 +14,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <ratio>
 #include <system_error>
@@ -194,14 +195,16 @@ inline constexpr DurationUnit durationUnits[] = {
     {"d", 86'400'000'000'000},
 };
 
-/// Returns the unit whose length in seconds is the ratio `Period`, or null.
+/// The place among `durationUnits` of the unit whose length in seconds is the ratio `Period`; the
+/// number of units if there is none.
 template <class Period>
-constexpr const DurationUnit *durationUnit() {
+constexpr std::size_t placeOfUnit() {
     using Nanoseconds = std::ratio_multiply<Period, std::giga>;
-    for (const DurationUnit &unit : durationUnits)
-        if (Nanoseconds::den == 1 && unit.nanoseconds == Nanoseconds::num)
-            return &unit;
-    return nullptr;
+    std::size_t place = 0;
+    while (place < std::size(durationUnits) &&
+           (Nanoseconds::den != 1 || Nanoseconds::num != durationUnits[place].nanoseconds))
+        ++place;
+    return place;
 }
 
 /// Returns the number of units that a text such as "2min" stands for; no number if it is not whole.
@@ -214,19 +217,18 @@ REGISTER_EXPORT std::optional<qint64> durationFromText(const std::string &text,
 template <class Count, class Period>
 struct Storage<std::chrono::duration<Count, Period>,
                std::enable_if_t<std::is_integral_v<Count> && std::is_signed_v<Count> &&
-                                durationUnit<Period>() != nullptr>> {
+                                placeOfUnit<Period>() < std::size(durationUnits)>> {
+    static constexpr const DurationUnit &unit = durationUnits[placeOfUnit<Period>()];
     using Duration = std::chrono::duration<Count, Period>;
     using Stored = std::string;
     static std::optional<Duration> load(const Stored &stored) {
-        const std::optional<qint64> count = durationFromText(stored, *durationUnit<Period>());
+        const std::optional<qint64> count = durationFromText(stored, unit);
         if (!count || *count < std::numeric_limits<Count>::min() ||
             *count > std::numeric_limits<Count>::max())
             return std::nullopt;
         return Duration(static_cast<Count>(*count));
     }
-    static Stored store(Duration duration) {
-        return std::to_string(duration.count()) + durationUnit<Period>()->name;
-    }
+    static Stored store(Duration duration) { return std::to_string(duration.count()) + unit.name; }
 };
 
 } // namespace utils::properties
