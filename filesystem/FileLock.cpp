@@ -98,6 +98,7 @@ FileLock::FileLock() {
 }
 
 FileLock::~FileLock() {
+    unlock(); // a `close` that fails may leave the file open
     All::remove(this);
 }
 
