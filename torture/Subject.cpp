@@ -4,6 +4,7 @@
 #include <exception/Exception.h>
 #include <register/Register.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -11,9 +12,14 @@ using namespace utils::properties;
 
 namespace {
 
+/// With TORTURE_FOREIGN in the environment, a save merges: it first gives the file of that name in
+/// the directory the name of the register file, as another process does, and then calls `sync`.
 class RegisterStore : public Store {
 public:
     std::string load(const std::string &directory) override {
+        _directory = directory;
+        if (_foreign)
+            _Register::setSaveMode(MergeIntoFile);
         try {
             if (std::getenv("TORTURE_RECOVER"))
                 _Register::initializeOrRecover("", directory);
@@ -35,9 +41,22 @@ public:
         _Register::getInstance()._writeString(nullptr, key, value, UserScope);
     }
     std::string save() override {
-        _Register::getInstance().save();
-        return _Register::getInstance().saveError();
+        _Register &reg = _Register::getInstance();
+        if (_foreign) {
+            std::rename((_directory + "/" + _foreign).c_str(),
+                        (_directory + "/" + _Register::_BV_REGISTER_NAME).c_str());
+            reg.sync(nullptr);
+        } else {
+            reg.save();
+        }
+        if (const std::string unlocked = reg.lockError(); !unlocked.empty())
+            std::fprintf(stderr, "%s\n", unlocked.c_str());
+        return reg.saveError();
     }
+
+private:
+    const char *_foreign = std::getenv("TORTURE_FOREIGN");
+    std::string _directory;
 };
 
 } // namespace

@@ -13,12 +13,14 @@ import argparse
 import collections
 import itertools
 import os
+import random
 import re
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
+import time
 from pathlib import Path
 
 NOBODY = 65534
@@ -44,19 +46,58 @@ class Result:
         return self.refused or f"loaded {self.loaded}, exit code {self.code}"
 
 
+class Counter:
+    """A torture-counter that runs in the background, and what it has reported."""
+
+    def __init__(self, program, directory, name, way, saved, seen, rounds=()):
+        self.name = name
+        self.saved = saved  # the last count that each process has reported as saved
+        self.least = {other: max(saved[other], seen.get(other, 0)) for other in saved}
+        self.wrong = []
+        self.log = open(f"{directory}-{name}.log", "w+b")
+        self.process = subprocess.Popen([str(program), str(directory), name, way, *rounds], stdout=self.log)
+        self.at = 0
+
+    def stop(self):
+        self.process.kill()
+        self.process.wait()
+        self.listen()
+        self.log.close()
+        if self.process.returncode not in (0, -signal.SIGKILL):
+            self.wrong.append(f"exit code {self.process.returncode}")
+
+    def listen(self):
+        """Reads what the process has reported since. No count may be less than one that was seen or saved before."""
+        said = os.pread(self.log.fileno(), 1 << 24, self.at)
+        said = said[:said.rfind(b"\n") + 1]
+        self.at += len(said)
+        for line in said.decode().splitlines():
+            word, *about = line.split()
+            if word == "saved":
+                self.saved[self.name] = int(about[0])
+            elif word == "saw" and int(about[1]) >= self.least[about[0]]:
+                self.least[about[0]] = int(about[1])
+            else:
+                self.wrong.append(f"{line}, at least {self.least}")
+
+
 class Torture:
     def __init__(self, build, long, subject="torture/torture-subject", file="Brevolant.dat"):
         self.build = Path(build)
         self.long = long
         self.file = file
         self.previous = file + ".previous"
+        self.lock = f".{file}.lock"
         self.work = Path(tempfile.mkdtemp(prefix="register-torture-"))
         self.work.chmod(0o755)
         self.failures = []
         self.faults = 0
         self.kept = ()  # contents that must still exist in a file after a fault
+        self.environment = {}  # of the runs that save
+        self.contents = ()  # the contents that the file may have after a fault; empty for any
         self.known = {None: "none"}  # the generation that each content of a file is loaded as
         self.subject = self.build / subject
+        self.counter = self.build / "torture/torture-counter"
         self.empty = self.work / "empty"
         self.empty.mkdir()
         self.old = self.work / "old"
@@ -67,9 +108,10 @@ class Torture:
 
     def run(self, directory, generation=None, wrapper=(), prepare=None):
         command = [*wrapper, str(self.subject), str(directory)] + ([generation] if generation else [])
+        environment = {**os.environ, **self.environment} if generation else None
         try:
             return Result(subprocess.run(command, capture_output=True, timeout=TIMEOUT, preexec_fn=prepare,
-                                         check=False))
+                                         env=environment, check=False))
         except subprocess.TimeoutExpired:
             self.failures.append(f"hang: {' '.join(command)}")
             return None
@@ -98,6 +140,8 @@ class Torture:
             self.failures.append(f"{what}: the run crashed with signal {-run.code}: {run.error[-200:]}")
         if run is not None and run.saved:
             allowed = ["2"]
+        if self.contents and (directory / self.file).read_bytes() not in self.contents:
+            self.failures.append(f"{what}: the file has another content")
         after = self.run(directory)
         if after is None:
             return "hang"
@@ -107,9 +151,11 @@ class Torture:
         if previous.exists() and self.loads_as(previous.read_bytes()) in (None, "mixed"):
             self.failures.append(f"{what}: {previous} is not complete")
         litter = [name for name in os.listdir(directory)
-                  if name not in (self.file, self.previous) and not name.startswith(("keep", self.file + ".damaged"))]
+                  if name not in (self.file, self.previous, self.lock) and not name.startswith(("keep", self.file + ".damaged"))]
         if litter:
             self.failures.append(f"{what}: leftover files {litter}")
+        if (directory / self.lock).exists() and (directory / self.lock).stat().st_size > 0:
+            self.failures.append(f"{what}: {self.lock} is not empty")
         contents = [path.read_bytes() for path in directory.iterdir()]
         if any(kept not in contents for kept in self.kept):
             self.failures.append(f"{what}: a content is lost")
@@ -181,14 +227,16 @@ class Torture:
 
     def errors(self):
         """Errors at every system call of start, save and exit: at one call, and at all calls from then on."""
+        self.inject_errors("", self.window(self.fresh()), self.old)
+
+    def inject_errors(self, kind, calls, source):
         # No errors are injected into calls that cannot fail or into writev, with which the subject reports.
         # brk does not return an error code: the C library would use one as an address. getrandom is never
         # interrupted for so few bytes: the C library would repeat it for ever.
         spared = {"exit_group", "execve", "futex", "rt_sigprocmask", "rt_sigaction", "brk", "getrandom", "writev"}
         if not self.long:
             spared |= {"mmap", "munmap", "mprotect"}
-        calls = self.window(self.fresh())
-        said = {word: next(i for i, call in enumerate(calls) if f'"{word}' in call[2] and call[0] == "writev")
+        said = {word: next((i for i, call in enumerate(calls) if f'"{word}' in call[2] and call[0] == "writev"), -1)
                 for word in ("loaded", "saved")}
         needed = ("write", "fsync", "rename", "renameat", "renameat2")
         for error in ("EIO", "ENOSPC", "EDQUOT", "EACCES", "EINTR", "ENOMEM") if self.long else ("ENOSPC", "EINTR"):
@@ -203,7 +251,7 @@ class Torture:
                           if call[0] not in spared]
                 if sum(must for _, must in wanted) < (0 if error == "EINTR" and once else 4):
                     self.failures.append(f"{error}: fewer than 4 calls were found without which a save must fail")
-                self.inject_each(f"{error} {'once' if once else 'from then on'}", wanted, self.old, ["1", "2"],
+                self.inject_each(f"{kind}{error} {'once' if once else 'from then on'}", wanted, source, ["1", "2"],
                                  f"error={error}", once)
 
     def recovery(self):
@@ -221,6 +269,33 @@ class Torture:
             self.inject_each(f"{error} once", calls, damaged, ["1", "2"], f"error={error}")
         del os.environ["TORTURE_RECOVER"]
         self.kept = ()
+
+    def sync(self):
+        """SIGKILL and errors at every system call of a sync that merges a change of another process."""
+        self.environment = {"TORTURE_FOREIGN": "keep-foreign"}
+        shared, merged = self.fresh().rename(self.work / "shared"), self.work / "merged"
+        foreign = shared / "keep-foreign"
+        shutil.copytree(shared, merged)
+        subprocess.run([str(self.counter), str(merged), "a", "sync", "1"], stdout=subprocess.DEVNULL, check=True)
+        (merged / self.file).rename(foreign)
+        calls = self.window(self.fresh(shared))
+        after = self.work / "home" / self.file
+        self.contents = (foreign.read_bytes(), after.read_bytes())
+        first = next(at for at, call in enumerate(calls) if call[0] == "rename" and "keep-foreign" in call[2]) + 1
+        saved = next(at for at, call in enumerate(calls) if '"saved' in call[2])
+        calls = calls[first:]
+        self.inject_each("kill", [(call, False) for call in calls if call[0] not in ("exit_group", "execve")], shared,
+                         ["1", "2"], "signal=SIGKILL")
+        self.inject_errors("", calls, shared)
+        # Without the lock, a sync goes on and says so.
+        locks = [call for call in calls[:saved - first] if "F_OFD_SETLK" in call[2] and "F_WRLCK" in call[2]]
+        for call, number, line in locks:
+            run = self.run(self.fresh(shared), "2", self.inject(call, number, "error=ENOLCK"))
+            if not run.saved or ".lock: locking: No locks available" not in run.error:
+                self.failures.append(f"{line}: without the lock: {run}, {run.failed}, {run.error}")
+        if not locks or self.contents[0] == self.contents[1] or b"count49" not in self.contents[1]:
+            self.failures.append("sync: the sync took no lock or merged nothing")
+        self.environment, self.contents = {}, ()
 
     # Disks and rights
 
@@ -307,6 +382,49 @@ class Torture:
             found = self.check(f"processes, round {round_number}", directory, survivors)
             outcomes["LOST" if found == "LOST" else "complete"] += len(runs)
         self.report("processes at once", outcomes)
+
+    def counting(self):
+        """Processes that count in one file are killed at random times. No count that was saved or seen goes back."""
+        for kind, ways in (("two that sync", {"a": "sync", "b": "sync"}),
+                           ("two that sync and one that saves", {"a": "sync", "b": "sync", "c": "save"}),
+                           ("two that write a common property", {"a": "common", "b": "common"})):
+            self.count(kind, ways, 1500 if self.long else 100)
+
+    def count(self, kind, ways, kills):
+        directory = self.fresh(self.empty)
+        saved = dict.fromkeys("abc", 0)
+        runs, wrong = {}, []
+
+        def start(name, *rounds):
+            seen = runs[name].least if name in runs else {}
+            runs[name] = Counter(self.counter, directory, name, ways[name], saved, seen, rounds)
+
+        def stop(name):
+            runs[name].stop()
+            wrong.extend(runs[name].wrong)
+
+        for name in ways:
+            start(name)
+        for _ in range(kills):
+            time.sleep(random.uniform(0, 0.1))
+            killed = random.choice(list(ways))
+            stop(killed)
+            for name in ways:
+                if name != killed:
+                    runs[name].listen()
+            start(killed)
+        for name in ways:
+            stop(name)
+        for name in ways:  # what the file holds at last
+            start(name, "0")
+            runs[name].process.wait(TIMEOUT)
+            stop(name)
+        self.failures += [f"counting, {kind}: {what}" for what in wrong[:5]]
+        few = [name for name in ways if saved[name] < kills // 2 or
+               any(run.least[name] < kills // 2 for run in runs.values())]
+        if few:
+            self.failures.append(f"counting, {kind}: {few} saved too little to prove anything: {saved}")
+        self.report(f"{kind}, {sum(saved.values())} saves", {"killed": kills})
 
     # Loss of power
 
@@ -433,7 +551,7 @@ def crash_contents(steps, path, before):
     return contents
 
 
-SECTIONS = ("kill", "errors", "recovery", "disks", "processes", "power")
+SECTIONS = ("kill", "errors", "recovery", "sync", "disks", "processes", "counting", "power")
 
 
 def main():
