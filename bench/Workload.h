@@ -2,6 +2,7 @@
 
 #include "Measure.h"
 
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -86,6 +87,40 @@ public:
         grow();
     }
 
+    /// Measures `sync`: with nothing to do, after one change of this process, and after one change
+    /// of another process, whose new value is then read. Leaves the values as they are.
+    void sync(int generation) {
+        open();
+        check(generation);
+        _store->sync();
+        report("sync-idle", medianOf([&] { return milliseconds([&] { _store->sync(); }); }));
+        int value = 1000000; // no generation has it
+        report("sync-own", medianOf([&] {
+                   _store->write(_keys[0], ++value);
+                   return milliseconds([&] { _store->sync(); });
+               }));
+        report("sync-other", medianOf([&] {
+                   changeElsewhere(++value);
+                   int read = 0;
+                   const double time = milliseconds([&] {
+                       _store->sync();
+                       read = _store->read(_keys[1]);
+                   });
+                   require(read == value, "a change of another process is missing");
+                   return time;
+               }));
+        _store->write(_keys[0], valueOf(_order[0], generation));
+        _store->write(_keys[1], valueOf(_order[1], generation));
+        _store->sync();
+    }
+
+    /// Is the other process of `sync`.
+    void change(int value) {
+        open();
+        _store->write(_keys[1], value);
+        _store->sync();
+    }
+
     void open() { _store = new Store(_directory); } // never destroyed, so that it does not save
 
     void check(int generation) {
@@ -97,6 +132,13 @@ private:
     using Key = typename Store::Key;
 
     int count() const { return static_cast<int>(_order.size()); }
+
+    void changeElsewhere(int value) {
+        const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
+        const std::string command = "'" + program + "' change '" + _directory + "' " +
+                                    std::to_string(count()) + " " + std::to_string(value);
+        require(std::system(command.c_str()) == 0, "the other process");
+    }
 
     void create() {
         for (int i = 0; i < count(); ++i)
@@ -184,8 +226,15 @@ private:
     double _residentBefore = 0;
 };
 
-/// `PROGRAM fill DIRECTORY COUNT`, `PROGRAM run|check DIRECTORY COUNT GENERATION`. The program ends
-/// without destroying the store, so that the store does not save.
+/// True for a store with `sync`, which saves and takes over what other processes have saved.
+template <class Store, class = void>
+constexpr bool hasSync = false;
+template <class Store>
+constexpr bool hasSync<Store, std::void_t<decltype(&Store::sync)>> = true;
+
+/// `PROGRAM fill DIRECTORY COUNT`, `PROGRAM run|check DIRECTORY COUNT GENERATION`; where the store
+/// has it, `PROGRAM sync DIRECTORY COUNT GENERATION` and `PROGRAM change DIRECTORY COUNT VALUE`.
+/// The program ends without destroying the store, so that the store does not save.
 template <class Store>
 [[noreturn]] void runWorkload(int count, char **arguments) {
     require(count >= 4, "arguments");
@@ -198,9 +247,16 @@ template <class Store>
         workload.fill();
     } else if (what == "run") {
         workload.run(generation);
-    } else {
+    } else if (what == "check") {
         workload.open();
         workload.check(generation);
+    } else if constexpr (hasSync<Store>) {
+        if (what == "sync")
+            workload.sync(generation);
+        else
+            workload.change(generation);
+    } else {
+        require(false, "arguments");
     }
     std::fflush(stdout);
     std::_Exit(0);

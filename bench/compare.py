@@ -18,7 +18,8 @@ from pathlib import Path
 import page
 
 STORES = ("register", "map", "bytes", "qsettings", "kconfig", "gkeyfile", "propertytree", "lmdb", "sqlite")
-MODES = ("scopes", "callbacks", "numbers", "initialize", "waits")  # of the register only
+# Those that only some stores have.
+MODES = {"register": ("scopes", "callbacks", "numbers", "initialize", "waits", "sync"), "qsettings": ("sync",)}
 LARGE = 1000000
 
 
@@ -76,8 +77,9 @@ class Comparison:
                     continue  # some stores take a minute
                 self.results.add(store, count, number, self.run(store, "run", count, number))
                 last[store] = number
-            for mode in MODES if count < LARGE else ():
-                self.results.add("register", count, number, self.run("register", mode, count, number))
+            for store, modes in MODES.items() if count < LARGE else ():
+                for mode in modes:
+                    self.results.add(store, count, number, self.run(store, mode, count, number))
         for store in filed:
             self.run(store, "check", count, last[store])
             shutil.rmtree(self.directory(store, count))

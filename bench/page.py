@@ -72,6 +72,13 @@ directory that a safe replacement needs.
 
 {save}
 
+## Sync with other processes
+
+Time in milliseconds of `sync`, which saves and takes over what other processes have saved: with nothing to do,
+after one change of this process, and after one change of another process, whose new value is then read.
+
+{sync}
+
 ## Memory
 
 Bytes of heap per property: after the load, after all values have been read, and after each value has been
@@ -166,6 +173,8 @@ def goals():
                ("map", "threads"), "least 1")
 
 
+SYNC = (("nothing to do", "sync-idle"), ("one change here", "sync-own"), ("one change elsewhere", "sync-other"))
+
 OWN = (("read, found in the user scope (ns)", "find-user"), ("… in global only (ns)", "find-global"),
        ("… in temp only (ns)", "find-temp"), ("… nowhere (ns)", "find-nowhere"),
        ("write without callbacks (ns)", "write-quiet"),
@@ -231,6 +240,12 @@ class Page:
             [LABELS[store]] + [f"{mebibytes(store, 'peak-loaded', n)}, {mebibytes(store, 'peak-saved', n)}"
                                for n in self.counts] for store in self.stores("peak-loaded")])
 
+    def sync(self):
+        counts = [n for n in self.counts if self.results.median("register", "sync-idle", n) is not None]
+        return table(["`sync` (ms)"] + [f"{n:,}" for n in counts],
+                     [[f"{what}, {LABELS[store]}"] + [self.cell(store, metric, n) for n in counts]
+                      for what, metric in SYNC for store in self.stores(metric)])
+
     def own(self):
         rows = [[label] + [self.cell("register", metric, n) for n in self.counts] for label, metric in OWN]
         return self.by_count("work", rows + [["eight threads reading the bare map (million reads/s)"] +
@@ -252,7 +267,7 @@ class Page:
             load_all=self.compared("load and read all (ms)", "load-all", ("bytes", "load")),
             save=self.compared("save (ms)", "save", ("bytes", "save"),
                                [("bare bytes, replaced", "bytes", "replace")]),
-            heap=self.heap(), peak=self.peak(), own=self.own(),
+            sync=self.sync(), heap=self.heap(), peak=self.peak(), own=self.own(),
             operations=table(["operation", "ns"], [[f"`{name}`", number(time)] for name, time in self.operations]),
             rounds=self.rounds, limits=limits, **machine())
 

@@ -18,7 +18,8 @@ struct Settings : bench::FileStore {
     void writeText(const Key &key, const std::string &text) {
         _settings.setValue(key, QString::fromStdString(text));
     }
-    void save() {
+    void save() { sync(); }
+    void sync() {
         _settings.sync();
         bench::require(_settings.status() == QSettings::NoError, "sync");
     }

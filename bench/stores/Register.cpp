@@ -40,6 +40,10 @@ struct RegisterStore : bench::FileStore {
         reg.save();
         require(reg.saveError().empty(), "save");
     }
+    void sync() {
+        reg.sync(nullptr);
+        require(reg.saveError().empty(), "sync");
+    }
 
     _Register &reg;
 };
