@@ -12,7 +12,6 @@ set(REGISTER_PUBLIC_HEADERS
   filesystem/RealFileSystem.h
   register/Directories.h
   register/Group.h
-  register/Directories.h
   register/GuiTypes.h
   register/Limits.h
   register/Property.h

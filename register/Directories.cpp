@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStandardPaths>
 
 #include <cstdlib>
 
@@ -25,16 +24,14 @@ void checkName(const std::string &name) {
         throw Exception("\"" + name + "\" cannot be the name of a directory.");
 }
 
-/// Ignores a relative `XDG_CONFIG_HOME`, which some versions of Qt do not.
+/// Ignores a relative `XDG_CONFIG_HOME`, which Qt does not.
 QString userConfiguration() {
     const QString given = qEnvironmentVariable("XDG_CONFIG_HOME");
-    const QString path =
-        given.isEmpty() || isAbsolute(given)
-            ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-            : QDir::homePath() + QStringLiteral("/.config");
-    if (!isAbsolute(path) || QDir::homePath() == QDir::rootPath())
+    if (isAbsolute(given))
+        return given;
+    if (QDir::homePath() == QDir::rootPath()) // for Qt, the home of a user without one
         throw Exception("The user has no home directory.");
-    return path;
+    return QDir::homePath() + QStringLiteral("/.config");
 }
 
 /// The absolute paths in a variable, or in `standard` if there are none.
@@ -63,9 +60,10 @@ std::string besideProgram(const std::string &portable) {
     return !portable.empty() && QFileInfo(path).isDir() ? path.toStdString() : std::string();
 }
 
-std::string orOverride(const char *variable, const std::string &path) {
+/// The absolute path in a variable; empty if there is none.
+std::string overrideBy(const char *variable) {
     const char *given = ::secure_getenv(variable);
-    return given && *given == '/' ? given : path;
+    return given && *given == '/' ? given : std::string();
 }
 
 } // namespace
@@ -78,14 +76,15 @@ Directories standardDirectories(const std::string &organization, const std::stri
     checkName(application);
     const QString name =
         toQString(organization.empty() ? application : organization + "/" + application);
-    Directories directories;
-    if (const std::string path = besideProgram(portable); !path.empty())
-        directories = {path + "/global", path + "/user"};
-    else
-        directories = {globalDirectory(name).toStdString(),
-                       (userConfiguration() + u'/' + name).toStdString()};
-    return {orOverride("REGISTER_GLOBAL_DIR", directories.global),
-            orOverride("REGISTER_USER_DIR", directories.user)};
+    Directories directories = {overrideBy("REGISTER_GLOBAL_DIR"), overrideBy("REGISTER_USER_DIR")};
+    const std::string beside = besideProgram(portable);
+    if (directories.global.empty())
+        directories.global =
+            beside.empty() ? globalDirectory(name).toStdString() : beside + "/global";
+    if (directories.user.empty())
+        directories.user =
+            beside.empty() ? (userConfiguration() + u'/' + name).toStdString() : beside + "/user";
+    return directories;
 }
 
 } // namespace utils::properties

@@ -139,8 +139,9 @@ TEST(Directories, followTheXdgRules) {
     for (const std::string bad : {"..", "a/b", "."})
         EXPECT_EQ(thrownBy([&] { standardDirectories("org", bad); }),
                   "\"" + bad + "\" cannot be the name of a directory.");
-    ::unsetenv("XDG_CONFIG_HOME");
     set("HOME", "");
+    EXPECT_EQ(standardDirectories("", "app").user, dir / "config/app");
+    ::unsetenv("XDG_CONFIG_HOME");
     EXPECT_EQ(thrownBy([] { standardDirectories("org", "app"); }),
               "The user has no home directory.");
 }
