@@ -12,7 +12,7 @@ struct Directories {
     std::string global, user;
 };
 
-/// Returns the directories that the XDG Base Directory Specification gives an application:
+/// Returns the directories that the XDG base directory rules give an application:
 ///
 /// - user: "ORGANIZATION/APPLICATION" in the user's configuration directory (`XDG_CONFIG_HOME`,
 /// else
