@@ -265,7 +265,7 @@ TEST(Sync, aSnapshotFromBeforeATakeIsNotSaved) {
 
 /// Counts are written, saved and taken over by several threads beside another process. None is
 /// lost and none goes back.
-TEST(Sync, beChangedByThreadsWhileItMerges) {
+TEST(Sync, threadsChangeTheRegisterMeanwhile) {
     _Register::setSaveMode(MergeIntoFile);
     _Register &reg = startedRegister();
     constexpr int rounds = 30;
