@@ -98,10 +98,11 @@ Result StoredFile::refresh(Bytes &content) {
         return Result::Unchanged;
     if (!readFile(file, status, content))
         return Result::Failed;
-    const bool isEmptied = content->empty() && _known && !_known->header.empty();
-    std::string fault =
-        isEmptied ? "The register file is empty." : registerFormat::faultOf(content);
-    if (!fault.empty()) {
+    if (content->empty() && _known && !_known->header.empty()) {
+        failWith(_path, leaving, "The register file is empty.");
+        return Result::Missing;
+    }
+    if (std::string fault = registerFormat::faultOf(content); !fault.empty()) {
         failWith(_path, leaving, std::move(fault));
         return Result::Failed;
     }

@@ -41,7 +41,7 @@ public:
     enum class Result {
         Done,
         Unchanged, ///< it is the file that this object read or wrote last
-        Missing,   ///< the system says that no such file exists
+        Missing,   ///< the system says that no such file exists; or `refresh` has found it emptied
         Failed     ///< `error` says why
     };
 
@@ -50,7 +50,8 @@ public:
     /// The content that was read is in use: from here on the file may be replaced.
     void accept();
     /// Reads the file and accepts its content, unless it is unchanged. Fails for a file that is not
-    /// an intact register file of this version, and for one that has lost all its content.
+    /// an intact register file of this version. A file that has lost all its content since it was
+    /// read counts as missing; `error` says so in both cases.
     Result refresh(Bytes &content);
 
     /// Replaces the file; creates it and its directory (mode 0700) where they are missing.
