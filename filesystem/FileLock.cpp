@@ -2,7 +2,6 @@
 
 #include "filesystem/FileRights.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <mutex>
@@ -17,7 +16,7 @@ namespace filesystem {
 
 namespace {
 
-enum Byte : off_t { SaveByte = 0, AnnouncementByte = 1 };
+enum Byte : off_t { SaveByte = 0, AnnouncementByte = 1, TurnByte = 2 };
 
 struct flock lockOf(Byte byte, short type) {
     struct flock lock = {};
@@ -31,6 +30,22 @@ struct flock lockOf(Byte byte, short type) {
 bool setLock(const posix::Descriptor &file, Byte byte, short type) {
     struct flock lock = lockOf(byte, type);
     return posix::retryInterrupted([&] { return ::fcntl(file.number(), F_OFD_SETLK, &lock); }) == 0;
+}
+
+using Clock = std::chrono::steady_clock;
+
+bool waitFor(const posix::Descriptor &file, Byte byte, Clock::time_point end) {
+    constexpr useconds_t pause = 500; // microseconds
+    while (!setLock(file, byte, F_WRLCK)) {
+        if (errno != EAGAIN && errno != EACCES)
+            return false;
+        if (Clock::now() >= end) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        ::usleep(pause);
+    }
+    return true;
 }
 
 std::string nameOf(const FileLocation &location) {
@@ -105,9 +120,7 @@ FileLock::~FileLock() {
 bool FileLock::lock(const FileLocation &location) {
     constexpr int attempts = 10; // the lock file may be removed meanwhile
     for (int i = 0; i < attempts; ++i) {
-        if (!open(location))
-            return false;
-        if (!waitForLock())
+        if (!open(location) || !waitForLock())
             return false;
         if (isInPlace(location))
             return true;
@@ -116,21 +129,15 @@ bool FileLock::lock(const FileLocation &location) {
     return false;
 }
 
+/// A process that saves all the time leaves the save lock free for some microseconds only. So the
+/// process whose turn is next holds another byte, and all others wait for that first.
 bool FileLock::waitForLock() {
-    using namespace std::chrono;
-    constexpr microseconds shortest(200), longest(10000);
-    const auto end = steady_clock::now() + seconds(5);
-    for (auto pause = shortest; !setLock(_file, SaveByte, F_WRLCK);
-         pause = std::min(2 * pause, longest)) {
-        if (errno != EAGAIN && errno != EACCES)
-            return false;
-        if (steady_clock::now() >= end) {
-            errno = ETIMEDOUT;
-            return false;
-        }
-        ::usleep(static_cast<useconds_t>(pause.count()));
-    }
-    return true;
+    const auto end = Clock::now() + std::chrono::seconds(5);
+    const bool done = waitFor(_file, TurnByte, end) && waitFor(_file, SaveByte, end);
+    const int reason = errno;
+    setLock(_file, TurnByte, F_UNLCK);
+    errno = reason;
+    return done;
 }
 
 void FileLock::unlock() {

@@ -14,9 +14,9 @@ namespace filesystem {
 /// - The announcement is shared, and held for long: its holder will overwrite the file, so changes
 ///   that others make to it meanwhile will be lost.
 ///
-/// Both are open file description locks (fcntl(2)): on byte 0 and on byte 1. They exclude two
-/// objects in one process too. The system releases them when the process dies, also if a forked
-/// child lives on.
+/// Both are open file description locks (fcntl(2)): on byte 0 and on byte 1. Byte 2 is held by the
+/// process whose turn is next. The locks exclude two objects in one process too. The system
+/// releases them when the process dies, also if a forked child lives on.
 ///
 /// For one thread at a time.
 class FileLock {
