@@ -74,7 +74,7 @@ directory that a safe replacement needs.
 
 ## Sync with other processes
 
-Time in milliseconds of `sync`, which saves and takes over what other processes have saved: with nothing to do,
+Time of `sync`, which saves and takes over what other processes have saved: with nothing to do,
 after one change of this process, and after one change of another process, whose new value is then read.
 
 {sync}
@@ -173,7 +173,8 @@ def goals():
                ("map", "threads"), "least 1")
 
 
-SYNC = (("nothing to do", "sync-idle"), ("one change here", "sync-own"), ("one change elsewhere", "sync-other"))
+SYNC = (("nothing to do (µs)", "sync-idle"), ("one change here (ms)", "sync-own"),
+        ("one change elsewhere (ms)", "sync-other"))
 
 OWN = (("read, found in the user scope (ns)", "find-user"), ("… in global only (ns)", "find-global"),
        ("… in temp only (ns)", "find-temp"), ("… nowhere (ns)", "find-nowhere"),
@@ -242,7 +243,7 @@ class Page:
 
     def sync(self):
         counts = [n for n in self.counts if self.results.median("register", "sync-idle", n) is not None]
-        return table(["`sync` (ms)"] + [f"{n:,}" for n in counts],
+        return table(["`sync`"] + [f"{n:,}" for n in counts],
                      [[f"{what}, {LABELS[store]}"] + [self.cell(store, metric, n) for n in counts]
                       for what, metric in SYNC for store in self.stores(metric)])
 
