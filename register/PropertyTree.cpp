@@ -75,7 +75,7 @@ void _Register::removeGroup(void *sender, const std::string &name, RegisterScope
     const Name key(name);
     const Lock lock(*_mutex);
     const Tree::Entry entry = tree().find(top, key);
-    if (!entry)
+    if (!entry || (key.isEmpty() && !entry.isGroup())) // a file can stand in place of the root
         return;
     std::set<std::string> names;
     if (entry.isGroup())

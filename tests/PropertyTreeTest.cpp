@@ -79,6 +79,9 @@ TEST(PropertyTree, aScopeWhoseRootIsGoneIsEmptyUntilItIsWrittenTo) {
         setRawBytes(reg, root.toStdString(), "x");
         for (const Operation &operation : operations.all())
             thrownBy([&] { operation.run(reg, "p", scope); });
+        reg.addGroup("kept", GlobalScope);
+        reg.removeGroup(nullptr, "", scope);
+        EXPECT_TRUE(reg.groupExists("kept", GlobalScope)) << "only one scope is emptied";
         EXPECT_FALSE(reg.propertyExists("p") || reg.groupExists("", scope));
         EXPECT_EQ(rawBytes(reg, root.toStdString()), "x");
         EXPECT_EQ(thrownBy([&] { reg.load(); }),
