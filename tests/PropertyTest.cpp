@@ -196,8 +196,9 @@ TEST(Subscription, hearsAllNamesOrAnySpelling) {
     };
     const Subscription all(allNames, tell("all")), ui(AnySpelling{"/ui/"}, tell("ui"));
     const Subscription any(AnySpelling{""}, tell("any")), deaf("", tell("deaf")), x("x", tell("x"));
+    const Subscription own(allNames, tell("own"), &told), ownAny(AnySpelling{}, tell("own"), &told);
     for (const std::string name : {"//ui//width", "x", "uix"}) {
-        Property<int>(name).set(1);
+        Property<int>(name).set(1, &told);
         Property<int>(name, 0, TempScope).reset();
     }
     EXPECT_EQ(told, (std::vector<std::string>{"all://ui//width", "ui:ui/width", "any:ui/width",

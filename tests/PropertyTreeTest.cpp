@@ -100,16 +100,17 @@ TEST(PropertyTree, aRemovedGroupIsToldPropertyByProperty) {
     });
     reg.addCallback("g", &recorder);
     reg.addCallback("a", &recorder);
-    for (const std::string name : {"g/h/q", "g/p", "a", "gg"})
+    for (const std::string name : {"g/h/q", "g/p", "g/own", "a/x", "a/y"})
         reg._writeInteger(&told, name, 1, UserScope);
     reg.addGroup("g/empty", UserScope);
     reg.removeGroup(&reg, "none", UserScope);
-    reg.removeGroup(&told, "gg", UserScope);
+    reg.removeGroup(&told, "g/own", UserScope); // the recorder's own change
     reg.removeGroup(&reg, "/g//", UserScope);
-    EXPECT_EQ(told, (std::vector<std::string>{":g/h/q", ":g/p"}));
+    reg.removeGroup(&reg, "/a//x", UserScope);
+    EXPECT_EQ(told, (std::vector<std::string>{":g/h/q", ":g/p", ":a/x"}));
     reg._writeInteger(&told, "g/p", 1, TempScope);
     reg.removeGroup(&reg, "", UserScope);
-    EXPECT_EQ(told.back(), ":a");
+    EXPECT_EQ(told.back(), ":a/y");
     EXPECT_TRUE(reg.propertyList("", UserScope).empty()) << "the root stays";
     EXPECT_TRUE(reg.propertyExists("g/p"));
 }

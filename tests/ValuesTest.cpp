@@ -80,6 +80,8 @@ TEST(Values, aWriteChangesTheTypeAndAGroupHidesWhatIsBelow) {
     reg.addGroup("theme", UserScope);
     EXPECT_EQ(thrownBy([&] { reg._readString("theme", text); }), "PropertyNotFound");
     EXPECT_EQ(reg.findValue("theme", text), GlobalScope) << "findValue ignores the group";
+    EXPECT_EQ(reg.readAny("theme"), PropertyValue("global"s)) << "so does readAny";
+    EXPECT_EQ(reg.readAny("theme", UserScope), PropertyValue());
 }
 
 TEST(Failures, aDamagedValueIsRefusedBeforeAnythingIsAllocated) {
