@@ -9,9 +9,9 @@
 // and "saved COUNT". It prints any other line for what must not happen.
 #include <register/Register.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <random>
 
 #include <unistd.h>
 
@@ -114,7 +114,10 @@ int main(int count, char **arguments) {
         _Register::setSaveMode(ReplaceFile); // `sync` merges in both modes
     Counter counter(arguments[2], way);
     counter.start();
-    for (int left = count > 4 ? std::atoi(arguments[4]) : -1; left != 0; --left)
+    std::minstd_rand random(static_cast<unsigned>(::getpid()));
+    for (int left = count > 4 ? std::atoi(arguments[4]) : -1; left != 0; --left) {
         counter.count();
+        ::usleep(static_cast<useconds_t>(random() % 4000)); // so that the others get the lock too
+    }
     std::_Exit(0); // without the last save
 }
