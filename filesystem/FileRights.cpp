@@ -5,7 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
+#include <sstream>
 #include <string_view>
 
 #include <fcntl.h>
@@ -37,9 +37,12 @@ bool isKnown(unsigned id, const char *map) {
     constexpr unsigned overflowId = 65534, all = UINT32_MAX;
     if (id != overflowId)
         return true;
-    std::ifstream file(map);
+    constexpr std::size_t maxSize = 64 * 1024;
+    std::string content;
+    posix::readAll(posix::openForReading(map, 0), maxSize, content);
+    std::istringstream numbers(content);
     unsigned inside = 0, outside = 0, count = 0;
-    return file >> inside >> outside >> count && count == all;
+    return numbers >> inside >> outside >> count && count == all;
 }
 
 /// What the new file has of the old one.
