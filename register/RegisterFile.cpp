@@ -34,10 +34,26 @@ void read(Tree &tree, const std::string &name, Value &value) {
     readValue(tree, topsOf(UserScope), Name(name), value);
 }
 
+[[noreturn]] void cannotHold(const std::string &name) {
+    throw Exception(name + " no such property.");
+}
+
 template <class Value>
 void write(Tree &tree, const std::string &name, const Value &value) {
     if (!placeValue(tree, top(), Name(name), value, encodedSize(value)))
-        throw Exception(name + " no such property.");
+        cannotHold(name);
+}
+
+void write(Tree &tree, const std::string &name, NoValue) {
+    const Name key(name);
+    if (key.isEmpty() || !tree.place(top(), key, 0))
+        cannotHold(name);
+}
+
+void write(Tree &tree, const std::string &name, std::monostate) {
+    const Name key(name);
+    if (tree.find(top(), key).isProperty())
+        tree.remove(top(), key);
 }
 
 } // namespace
@@ -216,6 +232,25 @@ void RegisterFile::_writeIntegers(const std::string &name, const std::vector<int
 
 void RegisterFile::_writeBooleans(const std::string &name, const std::vector<bool> &values) {
     write(_content->tree, name, values);
+}
+
+void RegisterFile::writeAny(const std::string &name, const PropertyValue &value) {
+    std::visit([&](const auto &held) { write(_content->tree, name, held); }, value);
+}
+
+std::string RegisterFile::readBytes(const std::string &name) const {
+    const Tree::Entry entry = locate(_content->tree, topsOf(UserScope), Name(name));
+    if (entry.isGroup())
+        throw PropertyBadType();
+    return std::string(_content->tree.value(entry));
+}
+
+void RegisterFile::writeBytes(const std::string &name, const std::string &bytes) {
+    const Name key(name);
+    char *place = key.isEmpty() ? nullptr : _content->tree.place(top(), key, bytes.size());
+    if (!place)
+        cannotHold(name);
+    bytes.copy(place, bytes.size());
 }
 
 } // namespace utils::properties

@@ -72,6 +72,15 @@ public:
     void _writeNumbers(const std::string &name, const std::vector<double> &values);
     void _writeIntegers(const std::string &name, const std::vector<int> &values);
     void _writeBooleans(const std::string &name, const std::vector<bool> &values);
+    /// Writes a value of any type. `NoValue` leaves a property without a value, and
+    /// `std::monostate` removes the property.
+    void writeAny(const std::string &name, const PropertyValue &value);
+
+    /// Returns the stored bytes of a property, as `docs/file-format.md` describes them; they need
+    /// not be a value of the register's types. Throws `PropertyNotFound`, and `PropertyBadType` for
+    /// a group.
+    std::string readBytes(const std::string &name) const;
+    void writeBytes(const std::string &name, const std::string &bytes);
 
 private:
     struct Content;
