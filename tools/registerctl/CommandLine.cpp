@@ -1,0 +1,212 @@
+#include "CommandLine.h"
+
+#include "Literal.h"
+
+#include <algorithm>
+
+namespace registerctl {
+
+namespace {
+
+void addType(CLI::App &verb, Options &options, const char *what) {
+    verb.add_option("--type", options.type, what)
+        ->check(CLI::IsMember(typeNames()))
+        ->type_name("TYPE");
+}
+
+void addForce(CLI::App &verb, Options &options) {
+    verb.add_flag("--force", options.selection.force,
+                  "Write although a running process will overwrite the file");
+}
+
+void addDryRun(CLI::App &verb, Options &options) {
+    verb.add_flag("-n,--dry-run", options.dryRun, "Print what would change, and write nothing");
+}
+
+void addOutputForms(CLI::App &verb, Options &options, bool withLiteral) {
+    auto *nul = verb.add_flag("-z,--null", options.nul, "End each element with NUL, not a newline");
+    auto *json = verb.add_flag("--json", options.json, "Print JSON")->excludes(nul);
+    if (withLiteral)
+        verb.add_flag("--literal", options.literal, "Print a literal, as in a dump")
+            ->excludes(nul)
+            ->excludes(json);
+}
+
+void getOptions(CLI::App &verb, Options &options) {
+    verb.add_option("--default", options.standIn, "Print this if there is no such property")
+        ->type_name("VALUE");
+    addType(verb, options, "Read this type, as an application does; others count as missing");
+    addOutputForms(verb, options, true);
+}
+
+void setOptions(CLI::App &verb, Options &options) {
+    auto *literal = verb.add_flag("--literal", options.literal, "VALUE is a literal, as in a dump");
+    addType(verb, options, "The type; without it, an existing property keeps its own");
+    literal->excludes("--type");
+    addForce(verb, options);
+}
+
+void unsetOptions(CLI::App &verb, Options &options) {
+    verb.add_flag("-r,--recursive", options.recursive, "Remove groups, with all that is in them");
+    verb.add_flag("--strict", options.strict, "Fail if a NAME is not there");
+    addForce(verb, options);
+}
+
+void listOptions(CLI::App &verb, Options &options) {
+    verb.add_flag("-l,--long", options.details, "Print the type and the scope too");
+    verb.add_flag("--names", options.names, "Print the names alone");
+    addOutputForms(verb, options, false);
+}
+
+void loadOptions(CLI::App &verb, Options &options) {
+    verb.add_flag("--replace", options.replace, "Remove what the dump does not hold");
+    addDryRun(verb, options);
+    addForce(verb, options);
+}
+
+void compileOptions(CLI::App &verb, Options &options) {
+    verb.add_option("-o,--output", options.output, "The register file to write")
+        ->required()
+        ->type_name("FILE");
+}
+
+void noOptions(CLI::App &, Options &) {}
+
+/// Shows the form of the arguments, which the parser leaves alone.
+class Formatter : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App *app, std::string) const override {
+        const auto verb = std::find_if(verbs().begin(), verbs().end(), [&](const Verb &each) {
+            return each.name == app->get_name();
+        });
+        if (verb == verbs().end())
+            return "Usage: registerctl [--app ORG/APP | --user DIR --global DIR | -f FILE]\n"
+                   "                   [--scope user|global] VERB [OPTIONS] ...\n";
+        return "Usage: registerctl ... " + std::string(verb->name) + " " + verb->form + "\n";
+    }
+    std::string make_option_opts(const CLI::Option *option) const override {
+        return option->get_type_size() == 0 ? "" : " " + option->get_type_name();
+    }
+    std::string make_footer(const CLI::App *app) const override {
+        return "\n" + app->get_footer() + "\n";
+    }
+};
+
+} // namespace
+
+const std::vector<Verb> &verbs() {
+    static const std::vector<Verb> all = {
+        {"get", "[--default VALUE] [--type TYPE] [-z|--literal|--json] NAME", "Print a value",
+         "registerctl --app acme/editor get ui/theme\n"
+         "registerctl --app acme/editor get --default 800 ui/window/width",
+         get, getOptions},
+        {"set", "[--type TYPE|--literal] NAME VALUE...", "Write a value",
+         "registerctl --app acme/editor set --type string ui/theme dark\n"
+         "registerctl --app acme/editor set --type ints ui/columns 80 -1 120\n"
+         "registerctl --app acme/editor set ui/theme light",
+         set, setOptions},
+        {"unset", "[-r] [--strict] NAME...", "Remove properties and groups",
+         "registerctl --app acme/editor unset ui/theme\n"
+         "registerctl --app acme/editor unset -r ui",
+         unset, unsetOptions},
+        {"list", "[-l] [--names] [-z|--json] [PREFIX]", "Print the properties of a group",
+         "registerctl --app acme/editor list ui\n"
+         "registerctl --app acme/editor list --json",
+         list, listOptions},
+        {"tree", "[PREFIX]", "Draw the properties of a group as a tree",
+         "registerctl --app acme/editor tree", tree, noOptions},
+        {"type", "NAME", "Print the type of a property",
+         "registerctl --app acme/editor type ui/theme", type, noOptions},
+        {"explain", "NAME", "Print where a value comes from, and what it hides",
+         "registerctl --app acme/editor explain ui/theme", explain, noOptions},
+        {"dump", "[PREFIX]", "Print a whole file as text",
+         "registerctl --app acme/editor dump >settings.dump", dump, noOptions},
+        {"load", "[--replace] [-n] [PREFIX] <DUMP", "Write what a dump holds",
+         "registerctl --app acme/editor load <settings.dump\n"
+         "registerctl --app acme/editor load --replace -n ui <settings.dump",
+         load, loadOptions},
+        {"compile", "-o FILE <DUMP", "Make a global file of a dump, at install time",
+         "registerctl compile -o Brevolant.dat <defaults.dump", compile, compileOptions},
+        {"diff", "A B", "Compare two of user, global, register files and dumps",
+         "registerctl --app acme/editor diff global user\n"
+         "registerctl diff old.dump Brevolant.dat",
+         diff, noOptions},
+        {"check", "FILE...", "Print what is wrong with files; nothing for good ones",
+         "registerctl check Brevolant.dat", check, noOptions},
+        {"watch", "[PREFIX]", "Print each change that reaches the file, until interrupted",
+         "registerctl --app acme/editor watch ui", watch, noOptions},
+        {"edit", "[PREFIX]", "Edit the dump in $VISUAL or $EDITOR",
+         "registerctl --app acme/editor edit ui", edit, addForce},
+        {"__complete", "WORD...", "", "", complete, noOptions},
+    };
+    return all;
+}
+
+CommandLine::CommandLine(Options &options)
+    : _options(options), _app("Reads, writes and repairs the settings of applications.") {
+    _app.name("registerctl");
+    _app.formatter(std::make_shared<Formatter>());
+    _app.set_help_flag("-h,--help", "Print this help");
+    _app.set_version_flag("--version", "registerctl " REGISTERCTL_VERSION, "Print the version");
+    Selection &selection = options.selection;
+    auto *app = _app.add_option("--app", selection.app, "The application, in its standard places");
+    auto *user = _app.add_option("--user", selection.user, "The directory of the user's file");
+    auto *global =
+        _app.add_option("--global", selection.global, "The directory of the global file");
+    auto *file = _app.add_option("-f,--file", selection.file, "A register file alone");
+    app->type_name("ORG/APP");
+    user->type_name("DIR");
+    global->type_name("DIR");
+    file->type_name("FILE");
+    auto *scope = _app.add_option("--scope", selection.scope, "Read and write this scope only")
+                      ->check(CLI::IsMember({"user", "global"}))
+                      ->type_name("SCOPE");
+    app->excludes(user)->excludes(global)->excludes(file);
+    file->excludes(user)->excludes(global)->excludes(scope);
+    _app.require_subcommand(1);
+    _app.footer(
+        "Reads look into the user's file, then into the global one. Writes go to the user's "
+        "file,\nunless --scope global or -f is given. Without these options, "
+        "REGISTER_USER_DIR and\nREGISTER_GLOBAL_DIR name the directories.\n\n"
+        "registerctl --app acme/editor set --type int ui/width 800\n"
+        "registerctl --app acme/editor get ui/width\n"
+        "registerctl --app acme/editor list\n\n"
+        "registerctl VERB --help explains a verb; registerctl(1) is the manual.");
+    for (const Verb &verb : verbs()) {
+        CLI::App *sub = _app.add_subcommand(verb.name, verb.what);
+        sub->prefix_command();
+        sub->footer(std::string("Examples:\n") + verb.examples);
+        verb.addOptions(*sub, options);
+        if (!*verb.what)
+            sub->group("");
+    }
+}
+
+const Verb &CommandLine::parse(int count, char **arguments) {
+    // The parser gives the arguments after "--" to the program instead of the verb.
+    const bool isSplit =
+        std::find(arguments, arguments + count, std::string("--")) != arguments + count;
+    _app.allow_extras(isSplit);
+    try {
+        _app.parse(count, arguments);
+    } catch (const CLI::RequiredError &) {
+        if (!_app.get_subcommands().empty())
+            throw;
+        throw Failure(WrongUsage, "a VERB is missing or unknown; registerctl --help lists them");
+    }
+    const CLI::App *given = _app.get_subcommands().front();
+    const auto verb = std::find_if(verbs().begin(), verbs().end(), [&](const Verb &each) {
+        return each.name == given->get_name();
+    });
+    _options.arguments = given->remaining();
+    const bool isOption = !_options.arguments.empty() && _options.arguments[0].size() > 1 &&
+                          _options.arguments[0][0] == '-';
+    if (isOption && verb->run != complete)
+        throw Failure(WrongUsage, "unknown option " + _options.arguments[0] + " of " + verb->name);
+    if (isSplit)
+        for (const std::string &rest : _app.remaining())
+            _options.arguments.push_back(rest);
+    return *verb;
+}
+
+} // namespace registerctl

@@ -1,0 +1,151 @@
+#include "Files.h"
+
+#include <register/Directories.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+namespace registerctl {
+
+using utils::properties::_Register;
+using utils::properties::Directories;
+using utils::properties::RegisterFileError;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string fileIn(const std::string &directory) {
+    return directory.empty() ? directory
+                             : (fs::absolute(directory) / _Register::_BV_REGISTER_NAME).string();
+}
+
+std::string orEnvironment(const std::string &given, const char *variable) {
+    const char *value = std::getenv(variable);
+    return given.empty() && value ? value : given;
+}
+
+Directories directoriesOf(const std::string &app) {
+    const std::size_t slash = app.find('/');
+    try {
+        return slash == app.npos ? utils::properties::standardDirectories("", app)
+                                 : utils::properties::standardDirectories(app.substr(0, slash),
+                                                                          app.substr(slash + 1));
+    } catch (const utils::Exception &error) {
+        throw Failure(WrongUsage, std::string("--app: ") + error.what());
+    }
+}
+
+/// A save makes missing directories private, and a new file too. All users read the global one.
+void makeReadableByAll(const std::string &path) {
+    fs::permissions(path, fs::perms(0644));
+}
+
+} // namespace
+
+void warn(const std::string &message) {
+    std::cerr << "registerctl: " << message << '\n';
+}
+
+ExitCode codeOf(const RegisterFileError &error) {
+    return error.what() == "Can't open " + error.path() ? NotReadable : Damaged;
+}
+
+RegisterFile openFile(const std::string &path, bool mustExist) {
+    try {
+        RegisterFile file(path);
+        if (mustExist && !fs::exists(path))
+            throw Failure(NotReadable, path + ": No such file or directory");
+        return file;
+    } catch (const RegisterFileError &error) {
+        throw Failure(codeOf(error), error.path() + ": " + error.reason());
+    } catch (const fs::filesystem_error &error) {
+        throw Failure(NotReadable, path + ": " + error.code().message());
+    }
+}
+
+Files::Files(const Selection &selection)
+    : _file(selection.file), _scope(selection.scope), _force(selection.force) {
+    Directories directories = {selection.global, selection.user};
+    if (!selection.app.empty()) {
+        directories = directoriesOf(selection.app);
+    } else if (_file.empty() && directories.user.empty() && directories.global.empty()) {
+        directories.user = orEnvironment({}, "REGISTER_USER_DIR");
+        directories.global = orEnvironment({}, "REGISTER_GLOBAL_DIR");
+    }
+    _user = fileIn(directories.user);
+    _global = fileIn(directories.global);
+    if (_file.empty() && _user.empty() && _global.empty())
+        throw Failure(WrongUsage,
+                      "which register? Use --app ORG/APP, --user DIR, --global DIR or -f FILE, or "
+                      "set REGISTER_USER_DIR and REGISTER_GLOBAL_DIR");
+}
+
+std::string Files::path(const std::string &scope) const {
+    const std::string &path = scope == "global" ? _global : _user;
+    if (path.empty())
+        throw Failure(WrongUsage, "no directory of the scope " + scope + " is given: use --" +
+                                      scope + " DIR or --app");
+    return path;
+}
+
+std::string Files::target() const {
+    if (!_file.empty())
+        return _file;
+    return path(_scope.empty() ? "user" : _scope);
+}
+
+std::vector<Layer> Files::layers(bool mustExist) const {
+    std::vector<Layer> layers;
+    if (!_file.empty()) {
+        layers.push_back({"file", openFile(_file, mustExist)});
+        return layers;
+    }
+    if (!_scope.empty())
+        path(_scope); // must be given
+    if (_scope != "global" && !_user.empty())
+        layers.push_back({"user", openFile(_user)});
+    if (_scope != "user" && !_global.empty())
+        layers.push_back({"global", openFile(_global)});
+    return layers;
+}
+
+void Files::save(RegisterFile &file) const {
+    if (file.willBeOverwritten()) {
+        const std::string message = file.path() + ": a running process will overwrite this file";
+        if (!_force)
+            throw Failure(InUse, message + "; --force writes nevertheless");
+        warn(message);
+    }
+    const bool isGlobal = _file.empty() && _scope == "global";
+    try {
+        const bool isNew = !fs::exists(file.path());
+        if (isGlobal)
+            fs::create_directories(fs::path(file.path()).parent_path());
+        file.save();
+        if (isGlobal && isNew)
+            makeReadableByAll(file.path());
+    } catch (const RegisterFileError &error) {
+        throw Failure(NotWritten, error.path() + ": " + error.reason());
+    } catch (const fs::filesystem_error &error) {
+        throw Failure(NotWritten, error.path1().string() + ": " + error.code().message());
+    }
+    if (!file.lockError().empty())
+        warn(file.lockError());
+}
+
+const Layer *findProperty(const std::vector<Layer> &layers, const std::string &name) {
+    for (const Layer &layer : layers)
+        if (layer.file.propertyExists(name) && !layer.file.groupExists(name))
+            return &layer;
+    return nullptr;
+}
+
+bool isGroup(const std::vector<Layer> &layers, const std::string &name) {
+    for (const Layer &layer : layers)
+        if (layer.file.groupExists(name))
+            return true;
+    return false;
+}
+
+} // namespace registerctl

@@ -1,0 +1,153 @@
+#include "Dump.h"
+#include "Literal.h"
+#include "TemporaryDirectory.h"
+#include "Verbs.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include <sys/wait.h>
+
+namespace registerctl {
+
+using utils::properties::RegisterFileError;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The content of a dump on standard input.
+RegisterFile inputDump(const std::string &prefix) {
+    RegisterFile source = scratchFile();
+    try {
+        readDump(readInput("-"), source, prefix);
+    } catch (const Failure &failure) {
+        throw Failure(failure.code, std::string("standard input: ") + failure.what());
+    }
+    return source;
+}
+
+/// Brings the content of `source` below `prefix` into the target, and saves it, or prints what that
+/// would change.
+void transfer(const Options &options, const RegisterFile &source, const std::string &prefix) {
+    const Files files(options.selection);
+    RegisterFile target = files.openTarget();
+    const Content before = contentOf(target, prefix);
+    if (options.replace)
+        removeContent(target, prefix);
+    copyContent(contentOf(source, prefix), source, target);
+    const Content after = contentOf(target, prefix);
+    if (options.dryRun)
+        writeDifferences(std::cout, differences(before, after));
+    else if (before != after)
+        files.save(target);
+}
+
+/// A dump with another second line, which is a comment. So the numbers of the lines stay.
+std::string withComment(const std::string &comment, const std::string &dump) {
+    const std::size_t second = dump.find('\n') + 1;
+    const std::size_t third = dump.find('\n', second);
+    return dump.substr(0, second) + "# " + comment + (third == dump.npos ? "" : dump.substr(third));
+}
+
+void writeText(const std::string &path, const std::string &text) {
+    std::ofstream out(path, std::ios::binary);
+    if (!(out << text).flush())
+        throw Failure(NotWritten, path + ": cannot be written");
+}
+
+std::string editor() {
+    for (const char *variable : {"VISUAL", "EDITOR"})
+        if (const char *value = std::getenv(variable); value && *value)
+            return value;
+    return "vi";
+}
+
+/// Has the user edit a file. Returns its new text.
+std::string editText(const std::string &path, const std::string &text) {
+    writeText(path, text);
+    ::setenv("REGISTERCTL_FILE", path.c_str(), 1);
+    const int status = std::system((editor() + " \"$REGISTERCTL_FILE\"").c_str());
+    if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        throw Failure(WrongValue, "the editor \"" + editor() + "\" failed; nothing is changed");
+    return readInput(path);
+}
+
+std::string editable(const Content &content) {
+    std::ostringstream lines;
+    for (const auto &entry : content)
+        lines << dumpLine(entry) << '\n';
+    return std::string(dumpHeader) + "\n# Save and leave the editor to apply your changes.\n" +
+           lines.str();
+}
+
+} // namespace
+
+ExitCode dump(const Options &options) {
+    const std::string prefix = nameArgument(options, true);
+    const RegisterFile file = Files(options.selection).openTarget(!options.selection.file.empty());
+    const Content content = contentOf(file, prefix);
+    if (content.empty() && !prefix.empty())
+        throw Failure(NotThere, nameToText(prefix) + ": no such property or group");
+    writeDump(std::cout, content);
+    return Done;
+}
+
+ExitCode load(const Options &options) {
+    const std::string prefix = nameArgument(options, true);
+    transfer(options, inputDump(prefix), prefix);
+    return Done;
+}
+
+/// A file for all users, written beside the old one and then renamed. So no lock and no previous
+/// generation stay beside a file that a package holds.
+ExitCode compile(const Options &options) {
+    if (!options.arguments.empty())
+        throw Failure(WrongUsage, "the dump is read from standard input");
+    const std::string path = fs::weakly_canonical(fs::absolute(options.output)).string();
+    openFile(path); // nothing that is not a register file is overwritten
+    const RegisterFile source = inputDump({});
+    try {
+        const TemporaryDirectory beside(fs::path(path).parent_path().string());
+        RegisterFile file(beside / "file");
+        copyContent(contentOf(source, {}), source, file);
+        file.save();
+        fs::permissions(file.path(), fs::perms(0644));
+        fs::rename(file.path(), path);
+    } catch (const RegisterFileError &error) {
+        throw Failure(NotWritten, path + ": " + error.reason());
+    } catch (const fs::filesystem_error &error) {
+        throw Failure(NotWritten, path + ": " + error.code().message());
+    }
+    return Done;
+}
+
+ExitCode edit(const Options &options) {
+    const std::string prefix = nameArgument(options, true);
+    const Files files(options.selection);
+    RegisterFile file = files.openTarget();
+    const Content before = contentOf(file, prefix);
+    const TemporaryDirectory directory(fs::temp_directory_path().string());
+    std::string shown = editable(before);
+    for (;;) {
+        const std::string edited = editText(directory / "dump.conf", shown);
+        RegisterFile source = scratchFile();
+        try {
+            readDump(edited, source, prefix);
+        } catch (const Failure &failure) {
+            if (edited == shown) // the editor is not used by a person, or the person gives up
+                throw Failure(WrongValue, std::string(failure.what()) + "; nothing is changed");
+            shown = withComment(failure.what(), edited);
+            continue;
+        }
+        removeContent(file, prefix);
+        copyContent(contentOf(source, prefix), source, file);
+        if (contentOf(file, prefix) != before)
+            files.save(file);
+        return Done;
+    }
+}
+
+} // namespace registerctl
