@@ -1,7 +1,7 @@
 #include "filesystem/RegisterFormat.h"
 
 #include "exception/Exception.h"
-#include "filesystem/ByteReader.h"
+#include "filesystem/FormatRecords.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -19,35 +19,6 @@ namespace {
 using littleEndian::get;
 using littleEndian::put;
 
-// As in PNG: the first byte is not ASCII, and a copy in text mode would change the line ends.
-constexpr std::string_view magic("\x8BREG\r\n\x1A\n", 8);
-constexpr std::uint32_t version = 1;
-
-// Offsets in the header.
-constexpr std::size_t versionAt = 8;
-constexpr std::size_t flagsAt = 12;
-constexpr std::size_t payloadLengthAt = 16;
-constexpr std::size_t checksumAt = 24;
-constexpr std::size_t headerLength = 32;
-
-/// The fields in front of a group's name.
-struct GroupHeader {
-    std::uint16_t nameLength = 0;
-    std::uint32_t properties = 0;
-    std::uint32_t propertiesLength = 0; ///< in bytes
-    std::uint32_t groups = 0;
-
-    static constexpr std::size_t size = 14;
-};
-
-std::uint64_t checksum(std::string_view file) {
-    XXH3_state_t state;
-    XXH3_64bits_reset(&state);
-    XXH3_64bits_update(&state, file.data(), checksumAt);
-    XXH3_64bits_update(&state, file.data() + headerLength, file.size() - headerLength);
-    return XXH3_64bits_digest(&state);
-}
-
 template <class Unsigned>
 void append(std::string &out, std::size_t value) {
     char bytes[sizeof(Unsigned)];
@@ -62,27 +33,6 @@ void appendGroup(std::string &out, const Tree &tree, Tree::GroupId id, std::stri
     append<std::uint32_t>(out, properties.bytes().size());
     append<std::uint32_t>(out, tree.groups(id).size());
     out.append(name).append(properties.bytes());
-}
-
-struct GroupRecord {
-    GroupHeader header;
-    std::string_view name, properties;
-};
-
-bool takeGroup(ByteReader &reader, GroupRecord &group) {
-    GroupHeader &header = group.header;
-    return reader.take(header.nameLength) && reader.take(header.properties) &&
-           reader.take(header.propertiesLength) && reader.take(header.groups) &&
-           reader.take(header.nameLength, group.name) &&
-           reader.take(header.propertiesLength, group.properties);
-}
-
-bool takeProperty(ByteReader &reader, std::string_view &name) {
-    std::uint16_t nameLength = 0;
-    std::uint32_t valueLength = 0;
-    std::string_view value;
-    return reader.take(nameLength) && reader.take(valueLength) && reader.take(nameLength, name) &&
-           reader.take(valueLength, value);
 }
 
 /// Counts the groups in a payload, up to the first one that is cut short. Checks nothing else.
@@ -124,7 +74,7 @@ private:
         Tree::PathSize path;
         std::string_view previous; ///< the name of the last subgroup read
         ByteReader properties;     ///< not yet compared with the names of subgroups
-        std::string_view property; ///< the name of the last property compared
+        PropertyRecord property;   ///< the last one compared
     };
 
     void readGroup();
@@ -176,25 +126,26 @@ void Decoder::checkName(OpenGroup &parent, std::string_view name, const char *at
         fail("a name is not allowed", at);
     if (name <= parent.previous)
         fail("the names are not in order", at);
-    while (parent.property < name && !parent.properties.atEnd())
+    while (parent.property.name < name && !parent.properties.atEnd())
         takeProperty(parent.properties, parent.property);
-    if (parent.property == name)
+    if (parent.property.name == name)
         fail("a group has the name of a property", at);
 }
 
 void Decoder::checkProperties(const GroupRecord &group, const Tree::PathSize &path) const {
     ByteReader reader(group.properties);
-    std::string_view previous, name;
+    PropertyRecord property;
+    std::string_view previous;
     std::uint32_t count = 0;
-    for (; !reader.atEnd(); ++count, previous = name) {
+    for (; !reader.atEnd(); ++count, previous = property.name) {
         const char *at = reader.position();
-        if (!takeProperty(reader, name))
+        if (!takeProperty(reader, property))
             fail("an entry is longer than what holds it", at);
-        if (!isValidComponent(name))
+        if (!isValidComponent(property.name))
             fail("a name is not allowed", at);
-        if (name <= previous)
+        if (property.name <= previous)
             fail("the names are not in order", at);
-        if (path.levels >= maxLevels || path.bytes + name.size() > maxPathSize)
+        if (path.levels >= maxLevels || path.bytes + property.name.size() > maxPathSize)
             fail("it is too deep", at);
     }
     if (count != group.header.properties)
@@ -228,6 +179,14 @@ void checkHeader(std::string_view file) {
 }
 
 } // namespace
+
+std::uint64_t checksum(std::string_view file) {
+    XXH3_state_t state;
+    XXH3_64bits_reset(&state);
+    XXH3_64bits_update(&state, file.data(), checksumAt);
+    XXH3_64bits_update(&state, file.data() + headerLength, file.size() - headerLength);
+    return XXH3_64bits_digest(&state);
+}
 
 std::string_view headerOf(std::string_view file) {
     return file.substr(0, headerLength);
