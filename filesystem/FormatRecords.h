@@ -20,8 +20,8 @@ constexpr std::size_t payloadLengthAt = 16;
 constexpr std::size_t checksumAt = 24;
 constexpr std::size_t headerLength = 32;
 
-/// The checksum of a file, over what stands before the checksum and the payload.
-std::uint64_t checksum(std::string_view file);
+/// The checksum of a file with these first `checksumAt` bytes and this payload.
+std::uint64_t checksum(std::string_view front, std::string_view payload);
 
 /// The fields in front of a group's name.
 struct GroupHeader {

@@ -1,11 +1,14 @@
 #include "register/RegisterFile.h"
 
 #include "filesystem/FileLock.h"
+#include "filesystem/Salvage.h"
 #include "filesystem/SharedFile.h"
 #include "filesystem/Utf8.h"
 #include "register/TypedAccess.h"
 
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace utils::properties {
@@ -70,6 +73,13 @@ struct RegisterFile::Content {
     registerFormat::Bytes encode() {
         return std::make_shared<const std::string>(registerFormat::encode(tree, root()));
     }
+    /// False when there is no file. Throws when it cannot be read.
+    bool read(registerFormat::Bytes &bytes) {
+        const SharedFile::Result result = file.read(bytes);
+        if (result == SharedFile::Result::Failed)
+            fail("Can't open " + path, file.file().reason());
+        return result != SharedFile::Result::Missing;
+    }
     [[noreturn]] void fail(const std::string &message, const std::string &reason) const {
         throw RegisterFileError(message, path, std::nullopt, reason);
     }
@@ -79,13 +89,12 @@ struct RegisterFile::Content {
     SharedFile file;
 };
 
+RegisterFile::RegisterFile(std::unique_ptr<Content> content) : _content(std::move(content)) {}
+
 RegisterFile::RegisterFile(const std::string &path)
     : _content(std::make_unique<Content>(absolutePath(path))) {
     registerFormat::Bytes bytes;
-    const SharedFile::Result result = _content->file.read(bytes);
-    if (result == SharedFile::Result::Failed)
-        _content->fail("Can't open " + _content->path, _content->file.file().reason());
-    if (result == SharedFile::Result::Missing)
+    if (!_content->read(bytes))
         return;
     try {
         registerFormat::decode(bytes, _content->tree, _content->root());
@@ -93,6 +102,24 @@ RegisterFile::RegisterFile(const std::string &path)
         _content->fail(_content->path + ": " + error.what(), error.what());
     }
     _content->file.accept();
+}
+
+RegisterFile RegisterFile::salvage(const std::string &path, const std::string &to,
+                                   std::vector<FileFault> &faults) {
+    auto result = std::make_unique<Content>(absolutePath(to));
+    Content damaged(absolutePath(path));
+    registerFormat::Bytes bytes;
+    if (!damaged.read(bytes))
+        damaged.fail("Can't open " + damaged.path, std::generic_category().message(ENOENT));
+    std::vector<FileFault> found;
+    try {
+        for (auto &fault : filesystem::salvage::read(bytes, result->tree, result->root()))
+            found.push_back({fault.offset, std::move(fault.what)});
+    } catch (const Exception &error) {
+        damaged.fail(damaged.path + ": " + error.what(), error.what());
+    }
+    faults = std::move(found);
+    return RegisterFile(std::move(result));
 }
 
 RegisterFile::RegisterFile(RegisterFile &&other) noexcept = default;

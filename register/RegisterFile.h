@@ -2,12 +2,19 @@
 
 #include "register/Register.h"
 
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace utils::properties {
+
+/// What is wrong in a file, and at which byte.
+struct FileFault {
+    std::uint64_t offset;
+    std::string what; ///< one sentence or more, in English
+};
 
 /// A register file that is not the register of this process: for tools, installers, tests and
 /// documents. It holds the properties of one scope and is saved as safely as the register.
@@ -25,6 +32,18 @@ public:
     /// `RegisterFileError` for a file that cannot be read, is damaged or of a newer version, and
     /// `utils::Exception` "A register file needs a path." for an empty path.
     explicit RegisterFile(const std::string &path);
+    /// Reads all that can be read in a damaged file, and returns it as a new file for the path
+    /// `to`, which is not read. Sets `faults` to what is wrong, by bytes; empty when the file is
+    /// intact, and the content is then complete. After a thousand faults, the last one counts the
+    /// others. The file at `path` is not changed, also not by `save`, as long as it is damaged.
+    ///
+    /// Groups that lie in something unknown are below "lost+found/BYTE"; what has no usable name is
+    /// "lost+found/BYTE" itself. Where only the checksum is wrong, any value may be.
+    ///
+    /// Throws `RegisterFileError` for a file that cannot be read, is of a newer version or is no
+    /// register file; `faults` is then unchanged.
+    static RegisterFile salvage(const std::string &path, const std::string &to,
+                                std::vector<FileFault> &faults);
     RegisterFile(RegisterFile &&other) noexcept;
     RegisterFile &operator=(RegisterFile &&other) noexcept;
     /// Does not save.
@@ -84,6 +103,7 @@ public:
 
 private:
     struct Content;
+    explicit RegisterFile(std::unique_ptr<Content> content);
     std::unique_ptr<Content> _content;
 };
 
