@@ -35,8 +35,9 @@ const std::vector<std::string> &importFormats();
 /// such as "007", "1.50" and "3000000000", which would not come back the same, remain strings, and
 /// so does everything without `guessTypes`.
 ///
-/// Throws `utils::Exception` for an unknown format, and "line 12: why" for a text that is not of
-/// its format or not in UTF-8. The text of JSON must not hold one key twice in one object.
+/// Throws `utils::Exception` for an unknown format, and for a text that is not in UTF-8 or not of
+/// its format: "line 12: why". Also throws for JSON that has one key twice in one object or more
+/// than 512 levels, and for an INI file of more than 16 MiB.
 Imported importFrom(const std::string &format, const std::string &text, bool guessTypes);
 
 } // namespace registerctl

@@ -23,6 +23,8 @@ Variant parse(const std::string &text) {
     GError *error = nullptr;
     Variant variant(g_variant_parse(nullptr, text.c_str(), nullptr, nullptr, &error));
     checkGlib(error);
+    if (!variant) // with no error, for the escape of a surrogate
+        throw Exception("not the text of a GVariant");
     return variant;
 }
 

@@ -68,10 +68,9 @@ public:
     }
     bool parse_error(std::size_t position, const std::string &,
                      const nlohmann::detail::exception &error) override {
-        const std::string what = error.what(); // "[json.exception....] parse error at ...: why"
-        const std::size_t why = what.find(": ");
-        failAt(lineOf(_text, position == 0 ? 0 : position - 1),
-               why == what.npos ? what : what.substr(why + 2));
+        const std::string what = error.what(); // "[class] parse error at line 1, column 2: why"
+        const std::size_t why = std::max(what.find("] ") + 2, what.find(": ") + 2);
+        failAt(lineOf(_text, position == 0 ? 0 : position - 1), what.substr(why));
     }
 
 private:

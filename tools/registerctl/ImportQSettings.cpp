@@ -10,6 +10,7 @@
 
 #include <exception>
 #include <memory>
+#include <new>
 #include <set>
 
 namespace registerctl {
@@ -159,6 +160,7 @@ public:
     }
 
     bool isGood() const {
+        settings->allKeys(); // reads all groups
         return settings->status() == QSettings::NoError;
     }
 
@@ -202,11 +204,16 @@ void import(const std::string &text, Settings &settings) {
 void importQSettings(const std::string &text, Settings &settings) {
     constexpr std::size_t maxSize = 16 << 20;
     if (text.size() > maxSize)
-        throw Exception("line 1: an INI file of more than 16 MiB");
+        throw Exception("an INI file of more than 16 MiB");
     std::exception_ptr failure;
+    // Qt warns of values that are refused.
+    const QtMessageHandler handler =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     const std::unique_ptr<QThread> reader(QThread::create([&] {
         try {
             import(text, settings);
+        } catch (const std::bad_alloc &) { // Qt trusts the sizes in a value
+            failure = std::make_exception_ptr(Exception("a value is larger than the memory"));
         } catch (...) {
             failure = std::current_exception();
         }
@@ -214,6 +221,7 @@ void importQSettings(const std::string &text, Settings &settings) {
     reader->setStackSize(static_cast<uint>((8 << 20) + 64 * text.size()));
     reader->start();
     reader->wait();
+    qInstallMessageHandler(handler);
     if (failure)
         std::rethrow_exception(failure);
 }
