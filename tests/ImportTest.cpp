@@ -123,6 +123,8 @@ TEST(Import, arraysOfQSettingsThatAreNotOnlyThat) {
     for (const char *rest : {"size=3\n", "size=1\n", "size=2\nmore=1\n", "size=2\n01\\x=1\n", ""})
         EXPECT_NE(import("qsettings", front + rest).find("a/1/x = 1\na/2/x = 2\n"), front.npos)
             << rest;
+    EXPECT_EQ(import("qsettings", "[a]\n1\\x=1\n3\\x=2\nsize=2\n"),
+              "a/1/x = 1\na/3/x = 2\na/size = 2\n");
     EXPECT_EQ(import("qsettings", "[a]\n1\\b\\1\\x=1\n1\\b\\size=1\nsize=1\n"), "a/0/b/0/x = 1\n");
 }
 
@@ -142,11 +144,13 @@ TEST(Import, typesAreGuessedOnlyFromUsualSpellings) {
 
 TEST(Import, keyFiles) {
     EXPECT_EQ(
-        import("keyfile", "# comment\n[Desktop Entry]\nName=Files\nName[de]=Dateien\n"
-                          "Keys=a\\;b;2;\nSizes=1;2\nRatios=1;2.5\nFlags=true;false;\n"
-                          "Space=\\s1\nBad=a\\q\n[a/b]\nc=1\n[a]\nb=2\nx//y=3\n[..]\nk=1\n"),
+        import("keyfile",
+               "# comment\n[Desktop Entry]\nName=Files\nName[de]=Dateien\n"
+               "Keys=a\\;b;2;\nSizes=1;2\nRatios=1;2.5\nFlags=true;false;\n"
+               "One=a\\;b\nSpace=\\s1\nBad=a\\q\n[a/b]\nc=1\n[a]\nb=2\nx//y=3\n[..]\nk=1\n"),
         "Desktop Entry/Flags = [true, false]\nDesktop Entry/Keys = [\"a;b\", \"2\"]\n"
         "Desktop Entry/Name = \"Files\"\nDesktop Entry/Name[de] = \"Dateien\"\n"
+        "Desktop Entry/One = [\"a;b\"]\n"
         "Desktop Entry/Ratios = [1, 2.5]\nDesktop Entry/Sizes = [1, 2]\n"
         "Desktop Entry/Space = \" 1\"\na/b/c = 1\n"
         "- Desktop Entry/Bad: Key file contains key “Bad” which has a value that cannot be "
