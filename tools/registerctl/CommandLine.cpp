@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "Import.h"
 #include "Literal.h"
 
 #include <algorithm>
@@ -70,6 +71,22 @@ void compileOptions(CLI::App &verb, Options &options) {
         ->type_name("FILE");
 }
 
+void importOptions(CLI::App &verb, Options &options) {
+    verb.add_option("--from", options.format, "The format of FILE")
+        ->required()
+        ->check(CLI::IsMember(importFormats()))
+        ->type_name("FORMAT");
+    verb.add_flag("--strings", options.strings,
+                  "Take text without a type as strings; do not guess numbers and booleans");
+    addDryRun(verb, options);
+    addForce(verb, options);
+}
+
+void salvageOptions(CLI::App &verb, Options &options) {
+    verb.add_option("-o,--output", options.output, "Write the dump to this file")
+        ->type_name("DUMP");
+}
+
 void noOptions(CLI::App &, Options &) {}
 
 /// Shows the form of the arguments, which the parser leaves alone.
@@ -100,12 +117,12 @@ const std::vector<Verb> &verbs() {
          "registerctl --app acme/editor get ui/theme\n"
          "registerctl --app acme/editor get --default 800 ui/window/width",
          get, getOptions},
-        {"set", "[--type TYPE|--literal] NAME VALUE...", "Write a value",
+        {"set", "[--type TYPE|--literal] [--force] NAME VALUE...", "Write a value",
          "registerctl --app acme/editor set --type string ui/theme dark\n"
          "registerctl --app acme/editor set --type ints ui/columns 80 -1 120\n"
          "registerctl --app acme/editor set ui/theme light",
          set, setOptions},
-        {"unset", "[-r] [--strict] NAME...", "Remove properties and groups",
+        {"unset", "[-r] [--strict] [--force] NAME...", "Remove properties and groups",
          "registerctl --app acme/editor unset ui/theme\n"
          "registerctl --app acme/editor unset -r ui",
          unset, unsetOptions},
@@ -121,21 +138,29 @@ const std::vector<Verb> &verbs() {
          "registerctl --app acme/editor explain ui/theme", explain, noOptions},
         {"dump", "[PREFIX]", "Print a whole file as text",
          "registerctl --app acme/editor dump >settings.dump", dump, noOptions},
-        {"load", "[--replace] [-n] [PREFIX] <DUMP", "Write what a dump holds",
+        {"load", "[--replace] [-n] [--force] [PREFIX] <DUMP", "Write what a dump holds",
          "registerctl --app acme/editor load <settings.dump\n"
          "registerctl --app acme/editor load --replace -n ui <settings.dump",
          load, loadOptions},
         {"compile", "-o FILE <DUMP", "Make a global file of a dump, at install time",
          "registerctl compile -o Brevolant.dat <defaults.dump", compile, compileOptions},
+        {"import", "--from FORMAT [--strings] [-n] [--force] FILE [PREFIX]",
+         "Take over the settings of another store",
+         "registerctl --app acme/editor import --from qsettings editor.ini\n"
+         "gsettings list-recursively org.acme | registerctl --app acme/editor import --from "
+         "gsettings -",
+         import, importOptions},
         {"diff", "A B", "Compare two of user, global, register files and dumps",
          "registerctl --app acme/editor diff global user\n"
          "registerctl diff old.dump Brevolant.dat",
          diff, noOptions},
         {"check", "FILE...", "Print what is wrong with files; nothing for good ones",
          "registerctl check Brevolant.dat", check, noOptions},
+        {"salvage", "[-o DUMP] FILE", "Print what can still be read of a damaged file",
+         "registerctl salvage -o rescued.dump Brevolant.dat.damaged", salvage, salvageOptions},
         {"watch", "[PREFIX]", "Print each change that reaches the file, until interrupted",
          "registerctl --app acme/editor watch ui", watch, noOptions},
-        {"edit", "[PREFIX]", "Edit the dump in $VISUAL or $EDITOR",
+        {"edit", "[--force] [PREFIX]", "Edit the dump in $VISUAL or $EDITOR",
          "registerctl --app acme/editor edit ui", edit, addForce},
         {"__complete", "WORD...", "", "", complete, noOptions},
     };

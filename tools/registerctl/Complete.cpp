@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "Dump.h"
+#include "Import.h"
 #include "Literal.h"
 
 #include <algorithm>
@@ -85,6 +86,9 @@ private:
         if (option == "--type")
             for (const std::string &type : typeNames())
                 offer(type);
+        if (option == "--from")
+            for (const std::string &format : importFormats())
+                offer(format);
     }
 
     /// Offers the next level of the names in the files, a group with a "/" at its end.

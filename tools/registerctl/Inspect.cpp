@@ -2,9 +2,14 @@
 #include "Files.h"
 #include "Verbs.h"
 
+#include <algorithm>
+#include <fstream>
 #include <iostream>
 
 namespace registerctl {
+
+using utils::properties::FileFault;
+using utils::properties::RegisterFileError;
 
 namespace {
 
@@ -24,6 +29,50 @@ Content operand(const std::string &name, const Selection &selection) {
     return contentOf(dump, {});
 }
 
+/// What can still be read of a file, and what is wrong with it.
+RegisterFile salvaged(const std::string &path, std::vector<FileFault> &faults) {
+    try {
+        return RegisterFile::salvage(path, path + ".salvaged", faults);
+    } catch (const RegisterFileError &error) {
+        throw Failure(codeOf(error), error.path() + ": " + error.reason());
+    }
+}
+
+void printFaults(const std::string &path, const std::vector<FileFault> &faults) {
+    for (const FileFault &fault : faults)
+        warn(path + ": byte " + std::to_string(fault.offset) + ": " + fault.what);
+}
+
+/// Prints what is wrong with a file; nothing if it is good.
+ExitCode checkFile(const std::string &path) {
+    try {
+        openFile(path, true);
+        return Done;
+    } catch (const Failure &failure) {
+        if (failure.code != Damaged) {
+            warn(failure.what());
+            return failure.code;
+        }
+    }
+    try {
+        std::vector<FileFault> faults;
+        salvaged(path, faults);
+        printFaults(path, faults);
+    } catch (const Failure &hopeless) {
+        warn(hopeless.what());
+    }
+    return Damaged;
+}
+
+void writeSalvage(std::ostream &out, const std::string &path, const Content &content,
+                  const std::vector<FileFault> &faults) {
+    out << dumpHeader << "\n# salvaged from " << path << '\n';
+    for (const FileFault &fault : faults)
+        out << "# byte " << fault.offset << ": " << fault.what << '\n';
+    for (const auto &entry : content)
+        out << dumpLine(entry) << '\n';
+}
+
 } // namespace
 
 ExitCode diff(const Options &options) {
@@ -40,15 +89,27 @@ ExitCode check(const Options &options) {
     if (options.arguments.empty())
         throw Failure(WrongUsage, "a FILE is missing");
     ExitCode worst = Done;
-    for (const std::string &path : options.arguments) {
-        try {
-            openFile(path, true);
-        } catch (const Failure &failure) {
-            worst = std::max(worst, failure.code);
-            warn(failure.what());
-        }
-    }
+    for (const std::string &path : options.arguments)
+        worst = std::max(worst, checkFile(path));
     return worst;
+}
+
+ExitCode salvage(const Options &options) {
+    if (options.arguments.size() != 1)
+        throw Failure(WrongUsage, "salvage takes one FILE");
+    const std::string &path = options.arguments[0];
+    std::vector<FileFault> faults;
+    const Content content = contentOf(salvaged(path, faults), {});
+    if (options.output.empty()) {
+        writeSalvage(std::cout, path, content, faults);
+    } else {
+        std::ofstream out(options.output);
+        writeSalvage(out, path, content, faults);
+        if (!out.flush())
+            throw Failure(NotWritten, options.output + ": cannot be written");
+    }
+    printFaults(path, faults);
+    return faults.empty() ? Done : NotThere;
 }
 
 } // namespace registerctl

@@ -1,5 +1,7 @@
 #include "Dump.h"
+#include "Import.h"
 #include "Literal.h"
+#include "Progress.h"
 #include "TemporaryDirectory.h"
 #include "Verbs.h"
 
@@ -83,6 +85,10 @@ std::string editable(const Content &content) {
            lines.str();
 }
 
+std::string prefixed(const std::string &prefix, const std::string &name) {
+    return prefix.empty() ? name : prefix + "/" + name;
+}
+
 } // namespace
 
 ExitCode dump(const Options &options) {
@@ -121,6 +127,33 @@ ExitCode compile(const Options &options) {
     } catch (const fs::filesystem_error &error) {
         throw Failure(NotWritten, path + ": " + error.code().message());
     }
+    return Done;
+}
+
+ExitCode import(const Options &options) {
+    if (options.arguments.empty() || options.arguments.size() > 2)
+        throw Failure(WrongUsage, "import takes a FILE and at most a PREFIX");
+    const std::string &path = options.arguments[0];
+    const std::string prefix = options.arguments.size() < 2 ? "" : normalName(options.arguments[1]);
+    Imported imported;
+    try {
+        imported = importFrom(options.format, readInput(path), !options.strings);
+    } catch (const utils::Exception &error) {
+        throw Failure(WrongValue, path + ": " + error.what());
+    }
+    RegisterFile source = scratchFile();
+    Progress progress(imported.properties.size());
+    std::size_t count = 0;
+    for (const auto &[name, value] : imported.properties) {
+        writeValue(source, prefixed(prefix, name), value);
+        progress.reached(++count);
+    }
+    transfer(options, source, prefix);
+    for (const std::string &refused : imported.refused)
+        warn(path + ": " + refused);
+    if (!imported.refused.empty())
+        warn(path + ": " + std::to_string(imported.refused.size()) + " of " +
+             std::to_string(imported.refused.size() + count) + " settings were not imported");
     return Done;
 }
 
