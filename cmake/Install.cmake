@@ -1,5 +1,6 @@
 # Links the public headers into one folder, for projects that build the sources. Installs the headers
-# below one versioned folder, the library, the CMake package and the pkg-config file.
+# below one versioned folder, the library, the CMake package and the pkg-config file, in the components
+# Runtime and Development.
 include(CMakePackageConfigHelpers)
 
 set(REGISTER_PUBLIC_HEADERS
@@ -22,13 +23,15 @@ set(REGISTER_PUBLIC_HEADERS
   register/RegisterFile.h
   register/Storage.h
   register/Subscription.h
-  register/TestRegister.h)
+  register/TestRegister.h
+  register/Version.h)
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${folder})
   file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${PROJECT_BINARY_DIR}/include/${header} SYMBOLIC)
   if(REGISTER_INSTALL)
-    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/register-1/${folder})
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/register-1/${folder}
+      COMPONENT Development)
   endif()
 endforeach()
 
@@ -40,16 +43,19 @@ write_basic_package_version_file(register-config-version.cmake COMPATIBILITY Sam
 if(NOT REGISTER_INSTALL)
   return()
 endif()
-install(TARGETS register EXPORT register-targets)
-install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR})
+install(TARGETS register EXPORT register-targets
+  LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+  ARCHIVE COMPONENT Development)
+install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR}
+  COMPONENT Development)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/register-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/register-config-version.cmake
-  DESTINATION ${REGISTER_CMAKE_DIR})
+  DESTINATION ${REGISTER_CMAKE_DIR} COMPONENT Development)
 
 # The prefix is relative to the pkg-config file, so the installation can be moved.
 file(RELATIVE_PATH REGISTER_PC_PREFIX
   ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/register-1.pc.in register-1.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/register-1.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
