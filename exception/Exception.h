@@ -14,6 +14,7 @@ public:
     Exception();
     /// Copies the message. A null pointer stands for an empty message.
     Exception(const char *message);
+    /// Copies the message.
     Exception(const std::string &message);
     ~Exception() override;
 

@@ -26,12 +26,16 @@ public:
     FileHandle(const FileHandle &) = delete;
     FileHandle &operator=(const FileHandle &) = delete;
 
+    /// The path of the file, as it was opened.
     const QString &name() const { return _name; }
+    /// True for a handle that was opened in `WriteMode`.
     bool isWritable() const { return _writable; }
 
     /// All bytes, regardless of the position. Valid until the next write.
     std::string_view bytes() const { return _bytes; }
+    /// The number of bytes.
     long size() const { return static_cast<long>(_bytes.size()); }
+    /// The position of the next read or write.
     long tell() const { return static_cast<long>(_position); }
 
     /// Moves to a position from 0 to `size()`. Returns false, without moving, for any other
@@ -57,8 +61,8 @@ protected:
     /// failure; the file is then unchanged. A handle for reading does nothing and returns true.
     virtual bool commit();
 
-    QString _name;
-    std::string _bytes;
+    QString _name;      ///< see `name`
+    std::string _bytes; ///< see `bytes`
 
 private:
     std::size_t _position = 0;

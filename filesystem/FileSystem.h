@@ -22,10 +22,12 @@ namespace filesystem {
 /// `std::bad_alloc`. Threads: one at a time for each object.
 class REGISTER_EXPORT FileSystem {
 public:
+    /// How a file is opened.
     enum FileSystemMode : int {
         ReadMode = 0, ///< reads the present content of an existing file
         WriteMode = 1 ///< writes new content; creates the file if it is missing
     };
+    /// From where `seek` counts: the begin, the position or the end of the file.
     enum FileSystemOrigin : int { BeginOrigin = 0, CurrentOrigin = 1, EndOrigin = 2 };
 
     virtual ~FileSystem();
@@ -67,21 +69,23 @@ public:
     /// Returns the number of bytes of the file at the path, or -1 when there is no file.
     virtual long size(const QString &path);
 
-    // Typed reads and writes. Integers and floats are little-endian. A short has 2 bytes, an int 4,
-    // a float 4 (IEEE 754 binary32). When the rest of the file is too short for a value, the read
-    // returns 0 and moves the position to the end. A write returns false when `write` fails.
+    ///@{
+    /// Typed reads and writes. Integers and floats are little-endian. A short has 2 bytes, an int
+    /// 4, a float 4 (IEEE 754 binary32). When the rest of the file is too short for a value, the
+    /// read returns 0 and moves the position to the end. A write returns false when `write` fails.
     virtual char readByte(FileHandle *handle);
     virtual short readShort(FileHandle *handle);
     virtual int readInt(FileHandle *handle);
     virtual float readFloat(FileHandle *handle);
-    /// Returns the next `length` bytes, or as many as are left. Returns none for a negative length.
-    virtual std::string readBytes(FileHandle *handle, int length);
-    /// Moves by `length` bytes from the position, like `seek`.
-    virtual bool skip(FileHandle *handle, int length);
     virtual bool writeByte(FileHandle *handle, char value);
     virtual bool writeShort(FileHandle *handle, short value);
     virtual bool writeInt(FileHandle *handle, int value);
     virtual bool writeFloat(FileHandle *handle, float value);
+    ///@}
+    /// Returns the next `length` bytes, or as many as are left. Returns none for a negative length.
+    virtual std::string readBytes(FileHandle *handle, int length);
+    /// Moves by `length` bytes from the position, like `seek`.
+    virtual bool skip(FileHandle *handle, int length);
 
     /// Loads the file at the path as a shared object. Returns null when that fails.
     virtual void *loadModule(const QString &path) = 0;
@@ -96,12 +100,17 @@ public:
     virtual QString getUniqueFileName(const QString &directory, const QString &prefix,
                                       const QString &suffix);
 
+    ///@{
+    /// What the path denotes now; both are false when nothing is there.
     virtual bool isDirectory(const QString &path) const = 0;
     virtual bool isFile(const QString &path) const = 0;
+    ///@}
 
+    ///@{
     /// The whole tree: like `serialize("/", handle)` and `unserialize("/", handle)`.
     virtual bool serialize(FileHandle &handle) const = 0;
     virtual bool unserialize(FileHandle &handle) = 0;
+    ///@}
     /// Writes the content of the directory at the path, in the format of docs/file-format.md. Equal
     /// trees give equal bytes. Returns false when there is no directory or the handle is for
     /// reading. Throws `utils::Exception` when the content is larger than the format allows (256

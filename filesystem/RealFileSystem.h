@@ -13,6 +13,7 @@ namespace filesystem {
 /// nothing opens.
 class REGISTER_EXPORT RealFileSystem : public FileSystem {
 public:
+    /// `root` is the path of a directory, which need not exist.
     explicit RealFileSystem(const QString &root);
     ~RealFileSystem() override;
 

@@ -9,7 +9,8 @@ namespace utils::properties {
 /// The two data directories of an application, as `_Register::initialize` takes them: absolute, in
 /// UTF-8. They need not exist.
 struct Directories {
-    std::string global, user;
+    std::string global; ///< of the installation
+    std::string user;   ///< of the user
 };
 
 /// Returns the directories that the XDG base directory rules give an application:

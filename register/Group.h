@@ -15,7 +15,9 @@ public:
     /// The empty name is the root: the group of everything.
     explicit Group(std::string name, RegisterScope scope = UserScope);
 
+    /// The name of the group.
     const std::string &name() const { return _name; }
+    /// The scope that the group is written to.
     RegisterScope scope() const { return _scope; }
 
     /// A property of the group.

@@ -16,24 +16,29 @@ namespace utils::properties {
 /// Limits to the values from `min` to `max`, both included. NaN is in no range.
 template <class Bound>
 struct Range {
+    /// `from` must not be greater than `to`.
     Range(Bound from, Bound to) : min(std::move(from)), max(std::move(to)) {}
-    Bound min, max;
+    Bound min; ///< the smallest value
+    Bound max; ///< the greatest value
 };
+/// Bounds of different types have their common type.
 template <class From, class To>
 Range(From, To) -> Range<std::common_type_t<From, To>>;
 
 /// Limits to the values given.
 template <class Choice>
 struct OneOf {
+    /// One value or more.
     template <class... More>
     explicit OneOf(Choice first, More... more) : choices{std::move(first), std::move(more)...} {}
-    std::vector<Choice> choices;
+    std::vector<Choice> choices; ///< all of them
 };
+/// Choices of different types have their common type.
 template <class First, class... More>
 OneOf(First, More...) -> OneOf<std::common_type_t<First, More...>>;
 
-// A stored value as text for people: a string in quotes, a list in brackets.
-
+///@{
+/// A stored value as text for people: a string in quotes, a list in brackets.
 REGISTER_EXPORT std::string printed(const std::string &text);
 REGISTER_EXPORT std::string printed(double number);
 REGISTER_EXPORT std::string printed(int integer);
@@ -46,14 +51,17 @@ std::string printed(const std::vector<Element> &list) {
         text += (text.empty() ? "" : ", ") + printed(element);
     return "[" + text + "]";
 }
+///@}
 
 /// Which values a property accepts. Copies share one state. Without limits it allocates nothing and
 /// accepts every value.
 template <class Value>
 class Limits {
 public:
+    /// Decides about a value.
     using Accepts = std::function<bool(const Value &)>;
 
+    /// No limits.
     Limits() = default;
     /// `accepts` decides; several threads may call it at once. `text` describes the values that it
     /// accepts and completes a message, "The value 7 for ui/columns is not " and "an even number".
@@ -67,6 +75,7 @@ public:
                           std::is_same_v<std::common_type_t<Bound, Value>, Value>,
                       "The property's type may not hold the ends of this Range.");
     }
+    /// Accepts the choices alone.
     template <class Choice>
     Limits(const OneOf<Choice> &oneOf)
         : Limits(among({oneOf.choices.begin(), oneOf.choices.end()})) {}

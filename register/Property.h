@@ -27,6 +27,7 @@ class Property {
     static_assert(isRegisterType<typename StoredType<Value>::Type>);
 
 public:
+    /// Declares a property; reads and writes nothing.
     explicit Property(std::string name, Value defaultValue = Value(),
                       RegisterScope scope = UserScope)
         : _name(std::move(name)), _default(std::move(defaultValue)), _scope(scope) {}
@@ -47,9 +48,12 @@ public:
               class = std::enable_if_t<std::is_same_v<Value, bool> && std::is_pointer_v<Text>>>
     Property(std::string name, Text text, RegisterScope scope = UserScope) = delete;
 
+    ///@{
+    /// What the constructor was given.
     const std::string &name() const { return _name; }
     const Value &defaultValue() const { return _default; }
     RegisterScope scope() const { return _scope; }
+    ///@}
 
     /// Returns the value of the first scope, in lookup order, that holds one of this type; else the
     /// default. A damaged value, a value of another type, one that `Storage` does not accept and
@@ -94,14 +98,17 @@ private:
     RegisterScope _scope;
 };
 
-/// A property's bytes, open until this object is destroyed. The constructor throws what
-/// `_Register::openProperty` throws.
+/// A property's bytes, open until this object is destroyed.
 class REGISTER_EXPORT PropertyHandle {
 public:
+    /// Throws what `_Register::openProperty` throws.
     PropertyHandle(const std::string &name, filesystem::FileSystem::FileSystemMode mode,
                    RegisterScope scope);
+    ///@{
+    /// Moves the open handle; `other` has none afterwards.
     PropertyHandle(PropertyHandle &&other) noexcept;
     PropertyHandle &operator=(PropertyHandle &&other) noexcept;
+    ///@}
     /// Closes the handle. The bytes written become the property's content. If an exception destroys
     /// this object, the bytes are dropped, since they may be incomplete. If memory runs out, they
     /// are dropped without an error; call `_Register::openProperty` and `closeProperty` instead to

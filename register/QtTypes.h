@@ -57,6 +57,7 @@ struct Storage<float> {
     static double store(float value) { return value; }
 };
 
+/// The integers that an `int` does not hold.
 template <class Value>
 inline constexpr bool isWideInteger =
     std::is_same_v<Value, unsigned> || std::is_same_v<Value, long> ||
@@ -181,8 +182,8 @@ struct REGISTER_EXPORT Storage<QUuid> {
 
 /// A unit of durations.
 struct DurationUnit {
-    const char *name;
-    qint64 nanoseconds;
+    const char *name;   ///< as it is stored, such as "ms"
+    qint64 nanoseconds; ///< its length
 };
 /// The units, from the shortest. Each is a multiple of those before it.
 inline constexpr DurationUnit durationUnits[] = {

@@ -15,6 +15,7 @@ namespace utils::properties {
 template <class Record>
 class RecordField {
 public:
+    /// `name` has one level. `Value` is a type that a `Property` may have.
     template <class Value>
     RecordField(std::string name, Value Record::*member)
         : _name(std::move(name)), _load([member](const _Register &reg, const std::string &path,
@@ -30,6 +31,7 @@ public:
                   storedForm(path, record.*member);
           }) {}
 
+    /// The name of the property in the group of a record.
     const std::string &name() const { return _name; }
     /// Sets the member from the property `path`; leaves it if the property is missing.
     void load(const _Register &reg, const std::string &path, RegisterScope scope,
@@ -40,6 +42,7 @@ public:
     void check(const std::string &path, const Record &record) const {
         _store(nullptr, path, UserScope, record);
     }
+    /// Writes the member to the property `path`.
     void write(_Register &reg, const std::string &path, RegisterScope scope,
                const Record &record) const {
         _store(&reg, path, scope, record);
@@ -54,19 +57,26 @@ private:
 /// The groups "0", "1" and so on of a group, which hold the records of a list; for `Records`.
 class REGISTER_EXPORT RecordGroups {
 public:
+    /// The list that is the group `name`.
     RecordGroups(std::string name, RegisterScope scope);
 
     /// The first scope, in lookup order, that has the group of the list.
     std::optional<RegisterScope> origin() const;
+    /// True when the scope has this record.
     bool exists(std::size_t index, RegisterScope scope) const;
+    /// The name of a record's group.
     std::string pathOf(std::size_t index) const;
     /// Removes all members of the group, except the records below `count`, and from these all
     /// members except `fields`. Creates the group if it is missing.
     void keepOnly(std::size_t count, const std::vector<std::string> &fields) const;
+    /// Removes the group.
     void reset(void *sender) const;
 
+    ///@{
+    /// What the constructor was given.
     const std::string &name() const { return _name; }
     RegisterScope scope() const { return _scope; }
+    ///@}
 
 private:
     void removeOthers(const std::string &group,
@@ -87,8 +97,10 @@ private:
 template <class Record>
 class Records {
 public:
+    /// A field of the record.
     using Field = RecordField<Record>;
 
+    /// Declares a list; reads and writes nothing.
     Records(std::string name, std::initializer_list<Field> fields, RegisterScope scope = UserScope)
         : _groups(std::move(name), scope), _fields(fields) {}
 

@@ -61,10 +61,12 @@ public:
 /// `docs/durability.md`.
 class REGISTER_EXPORT RegisterFileError : public Exception {
 public:
+    /// `message` is what `what` returns.
     RegisterFileError(const std::string &message, std::string path,
                       std::optional<RegisterScope> scope, std::string reason);
     ~RegisterFileError() override;
 
+    /// The path of the file.
     const std::string &path() const { return _path; }
     /// The scope of the file in the register; none for a `RegisterFile`.
     std::optional<RegisterScope> scope() const { return _scope; }
@@ -283,28 +285,26 @@ public:
     /// handle becomes the property's content, unless the property has been removed in the meantime.
     void closeProperty(filesystem::FileHandle &handle);
 
-    // Reads. Each uses the first scope, in lookup order, that holds the name. It throws
-    // `PropertyNotFound` when no scope holds the name, and `PropertyBadType` when that scope holds
-    // no value of the requested type. `value` is then unchanged.
-
-    /// Throws `PropertyNotFound` for a group, too.
+    ///@{
+    /// Uses the first scope, in lookup order, that holds the name. Throws `PropertyNotFound` when
+    /// no scope holds the name, and `PropertyBadType` when that scope holds no value of the
+    /// requested type; for a group, `_readString` throws the former, all others the latter. `value`
+    /// is then unchanged. The read of a list replaces the content of `values`.
     void _readString(const std::string &name, std::string &value) const;
     void _readNumber(const std::string &name, double &value) const;
     void _readInteger(const std::string &name, int &value) const;
     void _readBoolean(const std::string &name, bool &value) const;
-
-    // Lists of one element type. The read replaces the content of `values`.
-
     void _readStrings(const std::string &name, std::vector<std::string> &values) const;
     void _readNumbers(const std::string &name, std::vector<double> &values) const;
     void _readIntegers(const std::string &name, std::vector<int> &values) const;
     void _readBooleans(const std::string &name, std::vector<bool> &values) const;
+    ///@}
 
-    // Reads that do not throw for a missing value. Each searches the scopes in lookup order, or
-    // only `scope`, for a property of that name with a complete value of that type. It returns the
-    // first scope that holds one. If none does, it returns no scope and leaves `value` unchanged.
-    // Unlike the reads above, it skips groups and values of other types.
-
+    ///@{
+    /// Searches the scopes in lookup order, or only `scope`, for a property of that name with a
+    /// complete value of that type. Returns the first scope that holds one. If none does, returns
+    /// no scope and leaves `value` unchanged. Unlike the reads above, skips groups and values of
+    /// other types, and does not throw for a missing value.
     std::optional<RegisterScope> findValue(const std::string &name, std::string &value,
                                            std::optional<RegisterScope> scope = {}) const;
     std::optional<RegisterScope> findValue(const std::string &name, double &value,
@@ -322,6 +322,7 @@ public:
                                            std::optional<RegisterScope> scope = {}) const;
     std::optional<RegisterScope> findValue(const std::string &name, std::vector<bool> &values,
                                            std::optional<RegisterScope> scope = {}) const;
+    ///@}
 
     /// Returns the property of any type in the first scope, in lookup order, that holds one of that
     /// name, or in `scope` alone. Skips groups. Throws `PropertyBadType` for a damaged value.
@@ -332,14 +333,14 @@ public:
     /// is 0. Throws `PropertyNotFound`, and `PropertyBadType` for a group.
     Type readPropertyType(const std::string &name, Type *elementType) const;
 
-    // Writes. Each replaces what the name holds in the scope, whatever its type, and creates the
-    // property and the groups above it if they are missing. It then notifies the callbacks, even
-    // when the value is equal, except those whose owner is `sender`. It throws `utils::Exception`,
-    // the name and " no such property.", when the name is a group, when a level above it is a
-    // property, or when the name is not allowed.
-
-    /// The message of its `utils::Exception` is the path and " no such property". Throws
-    /// `std::length_error` for a value of more than 2^31 - 1 bytes.
+    ///@{
+    /// Replaces what the name holds in the scope, whatever its type, and creates the property and
+    /// the groups above it if they are missing. Then notifies the callbacks, even when the value is
+    /// equal, except those whose owner is `sender`. Throws `utils::Exception`, the name and " no
+    /// such property.", when the name is a group, when a level above it is a property, or when the
+    /// name is not allowed; the message of `_writeString` is the path and " no such property".
+    /// Throws `std::length_error` for a string of more than 2^31 - 1 bytes and for a list of more
+    /// than 2^31 - 1 elements.
     void _writeString(void *sender, const std::string &name, const std::string &value,
                       RegisterScope scope);
     void _writeNumber(void *sender, const std::string &name, const double &value,
@@ -348,9 +349,6 @@ public:
                        RegisterScope scope);
     void _writeBoolean(void *sender, const std::string &name, const bool &value,
                        RegisterScope scope);
-
-    // Writes of lists. Each throws `std::length_error` for more than 2^31 - 1 elements.
-
     void _writeStrings(void *sender, const std::string &name,
                        const std::vector<std::string> &values, RegisterScope scope);
     void _writeNumbers(void *sender, const std::string &name, const std::vector<double> &values,
@@ -359,6 +357,7 @@ public:
                         RegisterScope scope);
     void _writeBooleans(void *sender, const std::string &name, const std::vector<bool> &values,
                         RegisterScope scope);
+    ///@}
 
     /// Removes a property from the scope and notifies the callbacks, as a write does. A read then
     /// finds the value of another scope, if there is one. Does nothing when the name is not a

@@ -12,8 +12,8 @@ namespace utils::properties {
 
 /// What is wrong in a file, and at which byte.
 struct FileFault {
-    std::uint64_t offset;
-    std::string what; ///< one sentence or more, in English
+    std::uint64_t offset; ///< of the byte in the file, from 0
+    std::string what;     ///< one sentence or more, in English
 };
 
 /// A register file that is not the register of this process: for tools, installers, tests and
@@ -44,8 +44,11 @@ public:
     /// register file; `faults` is then unchanged.
     static RegisterFile salvage(const std::string &path, const std::string &to,
                                 std::vector<FileFault> &faults);
+    ///@{
+    /// Moves the content. After it, `other` may only be assigned to or destroyed.
     RegisterFile(RegisterFile &&other) noexcept;
     RegisterFile &operator=(RegisterFile &&other) noexcept;
+    ///@}
     /// Does not save.
     ~RegisterFile();
 
@@ -65,13 +68,14 @@ public:
     /// `ReplaceFile`. At its exit at the latest, it overwrites what others have saved meanwhile.
     bool willBeOverwritten() const;
 
+    ///@{
+    /// As in `_Register`, of this file.
     void addGroup(const std::string &name);
     void addProperty(const std::string &name);
     void delProperty(const std::string &name);
     bool groupExists(const std::string &name) const;
     bool propertyExists(const std::string &name) const;
     std::set<filesystem::DirEntry> propertyList(const std::string &name) const;
-
     void _readString(const std::string &name, std::string &value) const;
     void _readNumber(const std::string &name, double &value) const;
     void _readInteger(const std::string &name, int &value) const;
@@ -82,7 +86,6 @@ public:
     void _readBooleans(const std::string &name, std::vector<bool> &values) const;
     PropertyValue readAny(const std::string &name) const;
     Type readPropertyType(const std::string &name, Type *elementType) const;
-
     void _writeString(const std::string &name, const std::string &value);
     void _writeNumber(const std::string &name, const double &value);
     void _writeInteger(const std::string &name, const int &value);
@@ -91,6 +94,7 @@ public:
     void _writeNumbers(const std::string &name, const std::vector<double> &values);
     void _writeIntegers(const std::string &name, const std::vector<int> &values);
     void _writeBooleans(const std::string &name, const std::vector<bool> &values);
+    ///@}
     /// Writes a value of any type. `NoValue` leaves a property without a value, and
     /// `std::monostate` removes the property.
     void writeAny(const std::string &name, const PropertyValue &value);
@@ -99,6 +103,7 @@ public:
     /// not be a value of the register's types. Throws `PropertyNotFound`, and `PropertyBadType` for
     /// a group.
     std::string readBytes(const std::string &name) const;
+    /// Writes the stored bytes of a property.
     void writeBytes(const std::string &name, const std::string &bytes);
 
 private:

@@ -14,6 +14,7 @@
 /// How the types of an application become values of the register. `Property` uses it.
 namespace utils::properties {
 
+///@{
 /// The write of `_Register` for each type that the register stores; null for all other types.
 template <class>
 inline constexpr auto writeOf = nullptr;
@@ -33,6 +34,7 @@ template <>
 inline constexpr auto writeOf<std::vector<int>> = &_Register::_writeIntegers;
 template <>
 inline constexpr auto writeOf<std::vector<bool>> = &_Register::_writeBooleans;
+///@}
 
 /// True for the eight types that the register stores without conversion.
 template <class Value>
@@ -64,14 +66,17 @@ struct Storage {
                   "not supported: store each entry as a property of one group. For a type of your "
                   "own, specialize utils::properties::Storage.");
 
-    using Stored = Value;
+    using Stored = Value; ///< the type that is stored
+    /// Returns the stored value itself.
     static Value load(Value &&stored) { return std::move(stored); }
+    /// Returns the value itself.
     static const Value &store(const Value &value) { return value; }
 };
 
 /// The type that a value is stored as.
 template <class Value>
 struct StoredType {
+    /// One of the eight types of the register.
     using Type = typename Storage<Value>::Stored;
     static_assert(isRegisterType<Type>,
                   "Storage<Value>::Stored must be std::string, double, int, bool or a std::vector "
@@ -81,12 +86,13 @@ struct StoredType {
 /// A value and the scope that holds it.
 template <class Value>
 struct Found {
-    Value value;
-    RegisterScope scope;
+    Value value;         ///< as it was loaded
+    RegisterScope scope; ///< where it lies
 };
 
 /// Accepts every value.
 struct AnyValue {
+    /// Returns true.
     template <class Value>
     constexpr bool operator()(const Value &) const {
         return true;

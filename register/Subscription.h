@@ -14,12 +14,13 @@ REGISTER_EXPORT _Register &initializedRegister();
 
 /// Stands for all names, in any spelling.
 struct AllNames {};
+/// Subscribes to all names: `Subscription(allNames, ...)`.
 inline constexpr AllNames allNames;
 
 /// A key that covers names in any spelling: "ui" covers "ui/width", "/ui//width" and "ui/width/".
 /// The key itself may have any spelling; the empty key covers all names.
 struct AnySpelling {
-    std::string key;
+    std::string key; ///< the name of a property or a group
 };
 
 /// Calls a function for every change of a property, or of any property of a group, until it is
@@ -39,6 +40,7 @@ struct AnySpelling {
 /// takes. Notifying a subscription after the end of `main` is not supported.
 class [[nodiscard]] REGISTER_EXPORT Subscription {
 public:
+    /// Receives the name that changed.
     using Function = std::function<void(const std::string &name)>;
 
     /// Subscribes to nothing.
@@ -51,8 +53,11 @@ public:
     /// The function receives the name in its normal spelling ("ui/width"). Each change of any name
     /// costs a comparison with the key.
     explicit Subscription(const AnySpelling &key, Function function, void *sender = nullptr);
+    ///@{
+    /// Moves the subscription; `other` subscribes to nothing afterwards.
     Subscription(Subscription &&other) noexcept;
     Subscription &operator=(Subscription &&other) noexcept;
+    ///@}
     ~Subscription();
 
 private:

@@ -31,8 +31,11 @@ public:
     TestRegister(const TestRegister &) = delete;
     TestRegister &operator=(const TestRegister &) = delete;
 
+    ///@{
+    /// The directories of the two files; they are removed with this object.
     const std::string &globalDirectory() const;
     const std::string &userDirectory() const;
+    ///@}
 
     /// Does what the end of a process and the next start do: saves, drops the callbacks, empties
     /// all scopes and loads the files. Throws what `_Register::initialize` throws.
