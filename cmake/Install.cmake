@@ -46,6 +46,8 @@ endif()
 install(TARGETS register EXPORT register-targets
   LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
   ARCHIVE COMPONENT Development)
+# The build folder is a package too: -Dregister_DIR=build/dev.
+export(EXPORT register-targets NAMESPACE register:: FILE register-targets.cmake)
 install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR}
   COMPONENT Development)
 install(FILES
