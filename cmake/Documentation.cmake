@@ -8,3 +8,17 @@ configure_file(cmake/Doxyfile.in Doxyfile @ONLY)
 if(DOXYGEN)
   add_custom_target(documentation COMMAND ${DOXYGEN} ${PROJECT_BINARY_DIR}/Doxyfile VERBATIM)
 endif()
+
+# Makes and installs the manual of a program. It is left out where nothing can make it.
+find_program(SCDOC scdoc)
+function(register_install_manual program component)
+  if(SCDOC)
+    add_custom_command(OUTPUT ${program}.1
+      COMMAND sh -c "\"$1\" <\"$2\" >\"$3\"" sh
+        ${SCDOC} ${CMAKE_CURRENT_SOURCE_DIR}/${program}.1.scd ${program}.1
+      DEPENDS ${program}.1.scd VERBATIM)
+    add_custom_target(${program}-manual ALL DEPENDS ${program}.1)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${program}.1
+      DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${component})
+  endif()
+endfunction()

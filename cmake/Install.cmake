@@ -25,6 +25,20 @@ set(REGISTER_PUBLIC_HEADERS
   register/Subscription.h
   register/TestRegister.h
   register/Version.h)
+if(REGISTER_QT_LAYER)
+  list(APPEND REGISTER_PUBLIC_HEADERS
+    qt/AutoSave.h
+    qt/Export.h
+    qt/LiveProperty.h
+    qt/RegisterModel.h
+    qt/RegisterSource.h
+    qt/ValueVariant.h)
+endif()
+if(REGISTER_WIDGETS)
+  list(APPEND REGISTER_PUBLIC_HEADERS
+    widgets/Export.h
+    widgets/SettingsBinder.h)
+endif()
 foreach(header IN LISTS REGISTER_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${folder})
@@ -43,13 +57,18 @@ write_basic_package_version_file(register-config-version.cmake COMPATIBILITY Sam
 if(NOT REGISTER_INSTALL)
   return()
 endif()
-install(TARGETS register EXPORT register-targets
-  LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
-  ARCHIVE COMPONENT Development)
-# The build folder is a package too: -Dregister_DIR=build/dev.
-export(EXPORT register-targets NAMESPACE register:: FILE register-targets.cmake)
-install(EXPORT register-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR}
-  COMPONENT Development)
+# Installs a library of this project as a component of the CMake package. The folder of the build is a
+# package too: -Dregister_DIR=build/dev.
+function(register_install_library library)
+  install(TARGETS ${library} EXPORT ${library}-targets
+    LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+    ARCHIVE COMPONENT Development)
+  export(EXPORT ${library}-targets NAMESPACE register::
+    FILE ${PROJECT_BINARY_DIR}/${library}-targets.cmake)
+  install(EXPORT ${library}-targets NAMESPACE register:: DESTINATION ${REGISTER_CMAKE_DIR}
+    COMPONENT Development)
+endfunction()
+register_install_library(register)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/register-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/register-config-version.cmake

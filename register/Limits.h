@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -66,7 +67,7 @@ public:
     /// `accepts` decides; several threads may call it at once. `text` describes the values that it
     /// accepts and completes a message, "The value 7 for ui/columns is not " and "an even number".
     Limits(Accepts accepts, std::string text)
-        : _state(std::make_shared<State>(State{std::move(accepts), std::move(text)})) {}
+        : Limits(State{std::move(accepts), std::move(text), std::nullopt, {}}) {}
     /// Throws `utils::Exception` when no value lies in the range.
     template <class Bound>
     Limits(const Range<Bound> &range)
@@ -79,6 +80,13 @@ public:
     template <class Choice>
     Limits(const OneOf<Choice> &oneOf)
         : Limits(among({oneOf.choices.begin(), oneOf.choices.end()})) {}
+
+    /// The range that limits the values; null for other limits.
+    const Range<Value> *range() const {
+        return _state && _state->range ? &*_state->range : nullptr;
+    }
+    /// The values that are accepted; empty for other limits.
+    std::vector<Value> choices() const { return _state ? _state->choices : std::vector<Value>(); }
 
     /// True when the value lies within the limits.
     bool operator()(const Value &value) const { return !_state || _state->accepts(value); }
@@ -94,7 +102,11 @@ private:
     struct State {
         Accepts accepts;
         std::string text;
+        std::optional<Range<Value>> range;
+        std::vector<Value> choices;
     };
+
+    explicit Limits(State &&state) : _state(std::make_shared<State>(std::move(state))) {}
 
     static std::string printedLimit(const Value &limit) {
         return printed(storedForm("a limit", limit));
@@ -104,20 +116,25 @@ private:
         std::string text = "from " + printedLimit(min) + " to " + printedLimit(max);
         if (!(min <= max))
             throw Exception("No value is " + text + ".");
-        return {[min = std::move(min), max = std::move(max)](const Value &value) {
-                    return min <= value && value <= max;
-                },
-                std::move(text)};
+        Range<Value> range(min, max);
+        return Limits(State{[min = std::move(min), max = std::move(max)](const Value &value) {
+                                return min <= value && value <= max;
+                            },
+                            std::move(text),
+                            std::move(range),
+                            {}});
     }
 
     static Limits among(std::vector<Value> choices) {
         std::string text;
         for (const Value &choice : choices)
             text += (text.empty() ? "one of " : ", ") + printedLimit(choice);
-        return {[choices = std::move(choices)](const Value &value) {
-                    return std::find(choices.begin(), choices.end(), value) != choices.end();
-                },
-                std::move(text)};
+        std::vector<Value> all = choices;
+        return Limits(State{[choices = std::move(choices)](const Value &value) {
+                                return std::find(choices.begin(), choices.end(), value) !=
+                                       choices.end();
+                            },
+                            std::move(text), std::nullopt, std::move(all)});
     }
 
     std::shared_ptr<const State> _state;

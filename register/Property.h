@@ -53,6 +53,7 @@ public:
     const std::string &name() const { return _name; }
     const Value &defaultValue() const { return _default; }
     RegisterScope scope() const { return _scope; }
+    const Limits<Value> &limits() const { return _limits; }
     ///@}
 
     /// Returns the value of the first scope, in lookup order, that holds one of this type; else the
@@ -67,6 +68,16 @@ public:
     std::optional<RegisterScope> origin() const {
         const std::optional<Found<Value>> found = find();
         return found ? std::optional(found->scope) : std::nullopt;
+    }
+
+    /// Returns the value that `value` returns after `reset`.
+    Value valueAfterReset() const {
+        const RegisterLock lock;
+        for (const RegisterScope scope : lookupOrder)
+            if (scope != _scope)
+                if (std::optional<Found<Value>> found = find(scope))
+                    return std::move(found->value);
+        return _default;
     }
 
     /// True when the property's own scope holds a value of its type.

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QtGlobal>
+
+/// Exports a class or a function from the library register-qt. All other symbols are hidden. The
+/// form of Qt, since the moc of Qt 5 skips classes with an attribute in double brackets.
+#define REGISTER_QT_EXPORT Q_DECL_EXPORT
