@@ -1,11 +1,15 @@
 // The recipes of docs/cookbook.md for windows.
+#include <qt/AutoSave.h>
+#include <qt/LiveProperty.h>
+#include <qt/RegisterModel.h>
 #include <register/Directories.h>
-#include <register/Property.h>
 #include <register/QtTypes.h>
 
 #include <QApplication>
 #include <QLabel>
 #include <QMainWindow>
+#include <QMessageBox>
+#include <QTreeView>
 
 using namespace utils::properties;
 
@@ -22,31 +26,49 @@ protected:
 //! [geometry]
 
 //! [react]
-const Property<QString> title("window/title", "Untitled");
-
-/// A subscription runs on the thread that writes. The label changes in its own.
+/// Follows the setting, whichever thread or process changes it.
 class TitleLabel : public QLabel {
 public:
-    TitleLabel() { show(title.value()); }
+    TitleLabel() {
+        setText(_title.value());
+        _title.onChange(this, [this](const QString &title) { setText(title); });
+    }
 
 private:
-    void show(const QString &text) { setText(text); }
-
-    Subscription _changes{"window/title", [this](const std::string &) {
-                              QMetaObject::invokeMethod(
-                                  this, [this] { show(title.value()); }, Qt::QueuedConnection);
-                          }};
+    LiveProperty<QString> _title{Property<QString>("window/title", "Untitled")};
 };
 //! [react]
 
+//! [autosave]
+/// Saves two seconds after the last change, at the exit and when the session ends. Takes what other
+/// processes have changed as soon as they have saved it.
+void saveAutomatically(QApplication &application) {
+    auto *autoSave = new AutoSave(std::chrono::seconds(2), AutoSave::Sync, &application);
+    autoSave->setWatchFile(true);
+    QObject::connect(autoSave, &AutoSave::saveFailed, [](const QString &error) {
+        QMessageBox::warning(nullptr, "Settings", error);
+    });
+}
+//! [autosave]
+
+//! [model]
+void showAllSettings(QTreeView &view) {
+    view.setModel(new RegisterModel(&view)); // follows all changes, and writes what is edited
+}
+//! [model]
+
 int main(int count, char **arguments) {
-    const QApplication application(count, arguments);
+    QApplication application(count, arguments);
     const Directories directories = standardDirectories("acme", "window");
     _Register::initialize(directories.global, directories.user);
+    saveAutomatically(application);
     Window window;
     window.setCentralWidget(new TitleLabel);
     window.show();
-    title.set("Letter");
+    Property<QString>("window/title").set("Letter");
+    QTreeView view;
+    showAllSettings(view);
     QApplication::processEvents();
-    return static_cast<QLabel *>(window.centralWidget())->text() == "Letter" ? 0 : 1;
+    const bool isShown = static_cast<QLabel *>(window.centralWidget())->text() == "Letter";
+    return isShown && view.model()->rowCount() > 0 ? 0 : 1;
 }

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <qt/RegisterSource.h>
+#include <register/RegisterFile.h>
+
+#include <QFileSystemWatcher>
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace registerEditor {
+
+using utils::properties::PropertyValue;
+using utils::properties::RegisterFile;
+using utils::properties::RegisterScope;
+
+/// The files of a register that is not that of this process. Each write is saved at once, merged
+/// with what others have changed. Follows the files when others replace them.
+class FileSource : public QObject, public utils::properties::RegisterSource {
+    Q_OBJECT
+
+public:
+    /// A file and the scope that it stands for.
+    struct Path {
+        RegisterScope scope;
+        std::string path;
+    };
+
+    /// Opens the files, which need not exist. Throws `RegisterFileError`.
+    explicit FileSource(std::vector<Path> paths);
+
+    const std::string &path(RegisterScope scope) const;
+    const RegisterFile &file(RegisterScope scope) const { return layer(scope).file; }
+    /// Replaces the content of the user scope's file below a name. Throws `RegisterFileError`.
+    void replace(const RegisterFile &content, const std::string &prefix);
+    /// True when a running application will overwrite the file of the user scope.
+    bool willBeOverwritten() const;
+
+    std::vector<RegisterScope> scopes() const override;
+    std::vector<Member> members(const std::string &group, RegisterScope scope) const override;
+    bool isGroup(const std::string &name, RegisterScope scope) const override;
+    PropertyValue read(const std::string &name, RegisterScope scope) const override;
+    /// True when the file may be written, or created in its directory.
+    bool isWritable(RegisterScope scope) const override;
+    void write(const std::string &name, const PropertyValue &value, RegisterScope scope) override;
+    void setListener(std::function<void(const std::string &)> listener) override;
+
+signals:
+    /// A file was replaced and cannot be read now; what was read before stays. Empty when it can be
+    /// read again.
+    void readFailed(const QString &error);
+
+private:
+    struct Layer {
+        RegisterScope scope;
+        RegisterFile file;
+    };
+
+    Layer &layer(RegisterScope scope);
+    const Layer &layer(RegisterScope scope) const;
+    void watch();
+    void refresh();
+
+    std::vector<Layer> _layers; ///< in lookup order
+    std::function<void(const std::string &)> _listener;
+    QFileSystemWatcher _watcher;
+    QTimer _settle;
+};
+
+} // namespace registerEditor

@@ -1,0 +1,475 @@
+#include "MainWindow.h"
+
+#include "../registerctl/Dump.h"
+#include "../registerctl/Failure.h"
+#include "../registerctl/Literal.h"
+#include "FilterModel.h"
+#include "NewPropertyDialog.h"
+#include "ValueDelegate.h"
+
+#include <qt/ValueVariant.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QFile>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QTableWidget>
+#include <QTimer>
+#include <QTreeView>
+#include <QUndoCommand>
+#include <QVBoxLayout>
+
+#include <sstream>
+
+namespace registerEditor {
+
+using Write = MainWindow::Write;
+using utils::properties::FileFault;
+using utils::properties::RegisterFileError;
+using utils::properties::RegisterModel;
+
+namespace {
+
+/// Writes some values of one scope; undone as one step.
+class WriteCommand : public QUndoCommand {
+public:
+    WriteCommand(RegisterModel &model, RegisterScope scope, std::vector<Write> writes,
+                 const QString &text)
+        : QUndoCommand(text), _model(model), _scope(scope), _writes(std::move(writes)) {}
+
+    void redo() override {
+        for (const Write &write : _writes)
+            if (!_model.write(QString::fromStdString(write.name), write.after, _scope))
+                setObsolete(true); // the model tells why
+    }
+    void undo() override {
+        for (auto write = _writes.rbegin(); write != _writes.rend(); ++write)
+            _model.write(QString::fromStdString(write->name), write->before, _scope);
+    }
+
+private:
+    RegisterModel &_model;
+    const RegisterScope _scope;
+    const std::vector<Write> _writes;
+};
+
+QString scopeName(RegisterScope scope) {
+    return scope == utils::properties::GlobalScope ? MainWindow::tr("global")
+                                                   : MainWindow::tr("user");
+}
+
+/// A text as one word of a shell.
+QString shellWord(QString text) {
+    return u'\'' + text.replace(u'\'', QLatin1String("'\\''")) + u'\'';
+}
+
+QLabel *wrappedLabel() {
+    auto *label = new QLabel;
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    return label;
+}
+
+} // namespace
+
+MainWindow::MainWindow(std::vector<FileSource::Path> paths, QString arguments)
+    : _paths(std::move(paths)), _arguments(std::move(arguments)), _filter(new FilterModel(this)),
+      _pages(new QStackedWidget) {
+    setWindowTitle(QString::fromStdString(_paths.front().path));
+    resize(900, 600);
+    createTree();
+    createDamagePage();
+    createActions();
+    setCentralWidget(_pages);
+    open();
+}
+
+MainWindow::~MainWindow() {
+    _undo.clear(); // before the model that its commands write to
+}
+
+void MainWindow::createTree() {
+    _search = new QLineEdit;
+    _search->setPlaceholderText(tr("Search names and values"));
+    _search->setClearButtonEnabled(true);
+    auto *modifiedOnly = new QCheckBox(tr("&Modified only"));
+    _message = wrappedLabel();
+    _message->hide();
+    _tree = new QTreeView;
+    _tree->setModel(_filter);
+    _tree->setUniformRowHeights(true);
+    _tree->setAlternatingRowColors(true);
+    _tree->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed);
+    _tree->setContextMenuPolicy(Qt::ActionsContextMenu);
+    auto *delegate = new ValueDelegate(this);
+    _tree->setItemDelegate(delegate);
+    connect(delegate, &ValueDelegate::edited, this, &MainWindow::edit);
+    connect(delegate, &ValueDelegate::refused, this, &MainWindow::showMessage);
+
+    auto *pause = new QTimer(this); // so that a search does not run for each key
+    pause->setSingleShot(true);
+    pause->setInterval(100);
+    connect(_search, &QLineEdit::textChanged, pause, qOverload<>(&QTimer::start));
+    connect(pause, &QTimer::timeout, this, [this] {
+        _filter->setText(_search->text());
+        if (!_search->text().isEmpty())
+            _tree->expandAll();
+    });
+    connect(modifiedOnly, &QCheckBox::toggled, this, [this](bool isOn) {
+        _filter->setModifiedOnly(isOn);
+        if (isOn)
+            _tree->expandAll();
+    });
+
+    auto *bar = new QHBoxLayout;
+    bar->addWidget(_search);
+    bar->addWidget(modifiedOnly);
+    createDetails();
+    auto *details = new QWidget;
+    auto *column = new QVBoxLayout(details);
+    for (QWidget *part : std::initializer_list<QWidget *>{_heading, _scopes, _showsThrough})
+        column->addWidget(part);
+    auto *splitter = new QSplitter(Qt::Vertical);
+    splitter->addWidget(_tree);
+    splitter->addWidget(details);
+    splitter->setStretchFactor(0, 1);
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    layout->addLayout(bar);
+    layout->addWidget(_message);
+    layout->addWidget(splitter);
+    _pages->addWidget(page);
+}
+
+void MainWindow::createDetails() {
+    _heading = wrappedLabel();
+    _showsThrough = wrappedLabel();
+    _scopes = new QTableWidget(0, 3);
+    _scopes->setHorizontalHeaderLabels({tr("Scope"), tr("Value"), tr("File")});
+    _scopes->verticalHeader()->hide();
+    _scopes->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
+    _scopes->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    _scopes->setSelectionMode(QAbstractItemView::NoSelection);
+    _scopes->setFocusPolicy(Qt::NoFocus);
+    _scopes->setMaximumHeight(120);
+}
+
+void MainWindow::createDamagePage() {
+    _damage = wrappedLabel();
+    _faults = new QPlainTextEdit;
+    _faults->setReadOnly(true);
+    auto *salvage = new QPushButton(tr("Use What Can &Still Be Read"));
+    auto *previous = new QPushButton(tr("Use the &Previous Settings"));
+    auto *again = new QPushButton(tr("&Try Again"));
+    connect(salvage, &QPushButton::clicked, this, &MainWindow::salvageFile);
+    connect(previous, &QPushButton::clicked, this, &MainWindow::restorePrevious);
+    connect(again, &QPushButton::clicked, this, &MainWindow::open);
+    auto *buttons = new QHBoxLayout;
+    for (QPushButton *button : {salvage, previous, again})
+        buttons->addWidget(button);
+    buttons->addStretch();
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    layout->addWidget(_damage);
+    layout->addWidget(_faults);
+    layout->addWidget(wrappedLabel());
+    layout->addLayout(buttons);
+    _pages->addWidget(page);
+}
+
+void MainWindow::createActions() {
+    QMenu *file = menuBar()->addMenu(tr("&File"));
+    _import = file->addAction(tr("&Import a Dump..."), this, &MainWindow::importDump);
+    _export = file->addAction(tr("&Export as a Dump..."), this, &MainWindow::exportDump);
+    file->addSeparator();
+    QAction *quit = file->addAction(tr("&Quit"), this, &QWidget::close);
+    quit->setShortcut(QKeySequence::Quit);
+
+    QMenu *change = menuBar()->addMenu(tr("&Edit"));
+    QAction *undo = _undo.createUndoAction(this, tr("&Undo"));
+    QAction *redo = _undo.createRedoAction(this, tr("&Redo"));
+    undo->setShortcut(QKeySequence::Undo);
+    redo->setShortcut(QKeySequence::Redo);
+    change->addActions({undo, redo});
+    change->addSeparator();
+    _new = change->addAction(tr("&New Property..."), this, &MainWindow::newProperty);
+    _new->setShortcut(QKeySequence::New);
+    _reset = change->addAction(tr("&Reset"), this, &MainWindow::reset);
+    _reset->setShortcut(QKeySequence::Delete);
+    _global = change->addAction(tr("Edit the &Global File"), this, &MainWindow::showDetails);
+    _global->setCheckable(true);
+    change->addSeparator();
+    const auto copy = [this](auto text) {
+        return [this, text] { QApplication::clipboard()->setText(text(selectedPath())); };
+    };
+    const auto value = [this](const QString &) { return editableText(shownValue(selected())); };
+    _copyName = change->addAction(tr("Copy the &Name"), this,
+                                  copy([](const QString &path) { return path; }));
+    _copyValue = change->addAction(tr("Copy the &Value"), this, copy(value));
+    _copyCommand = change->addAction(
+        tr("Copy the &Command"), this, copy([this](const QString &path) {
+            const std::string literal = registerctl::toLiteral(shownValue(selected()));
+            return QStringLiteral("registerctl %1 set --literal %2 %3")
+                .arg(_arguments, shellWord(path), shellWord(QString::fromStdString(literal)));
+        }));
+    _copyCommand->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+C")));
+    _find = change->addAction(tr("&Find"), _search, [this] { _search->setFocus(); });
+    _find->setShortcut(QKeySequence::Find);
+    _tree->addActions({_new, _reset, _copyName, _copyValue, _copyCommand});
+}
+
+void MainWindow::open() {
+    _undo.clear();
+    _filter->setSourceModel(nullptr);
+    _model.reset();
+    try {
+        auto source = std::make_unique<FileSource>(_paths);
+        _source = source.get();
+        _model = std::make_unique<RegisterModel>(std::move(source));
+    } catch (const RegisterFileError &error) {
+        showDamage(error);
+        return;
+    }
+    connect(_model.get(), &RegisterModel::writeFailed, this, &MainWindow::showMessage);
+    connect(_source, &FileSource::readFailed, this, &MainWindow::showMessage);
+    for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
+        connect(_model.get(), signal, this, &MainWindow::showDetails);
+    connect(_model.get(), &QAbstractItemModel::dataChanged, this, &MainWindow::showDetails);
+    _filter->setSourceModel(_model.get());
+    connect(_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            &MainWindow::showDetails);
+    _tree->header()->resizeSection(RegisterModel::NameColumn, 280);
+    _tree->header()->resizeSection(RegisterModel::ValueColumn, 320);
+    _tree->expandToDepth(0);
+    _pages->setCurrentIndex(0);
+    showMessage(_source->willBeOverwritten()
+                    ? tr("A running application will overwrite the user's file when it saves.")
+                    : QString());
+    showDetails();
+}
+
+void MainWindow::showDamage(const RegisterFileError &error) {
+    _damagedPath = error.path();
+    _damage->setText(tr("<b>%1</b><br>%2<br><br>The file is not changed until you choose what to "
+                        "do. It is kept beside the new one, as \"%1.damaged\".")
+                         .arg(QString::fromStdString(error.path()).toHtmlEscaped(),
+                              QString::fromStdString(error.reason()).toHtmlEscaped()));
+    std::vector<FileFault> faults;
+    std::ostringstream text;
+    try {
+        const RegisterFile found = RegisterFile::salvage(error.path(), error.path(), faults);
+        for (const FileFault &fault : faults)
+            text << "# byte " << fault.offset << ": " << fault.what << '\n';
+        registerctl::writeDump(text, registerctl::contentOf(found, {}));
+    } catch (const RegisterFileError &hopeless) {
+        text << hopeless.reason() << '\n';
+    }
+    _faults->setPlainText(QString::fromStdString(text.str()));
+    _pages->setCurrentIndex(1);
+    updateActions();
+}
+
+/// Renames the damaged file, so that another one can take its name. Throws `RegisterFileError`.
+void MainWindow::setAside() {
+    const QString path = QString::fromStdString(_damagedPath);
+    QString aside = path + QLatin1String(".damaged");
+    for (int number = 2; QFile::exists(aside); ++number)
+        aside = path + QStringLiteral(".damaged.%1").arg(number);
+    if (!QFile::rename(path, aside))
+        throw RegisterFileError("", _damagedPath, std::nullopt,
+                                tr("The file cannot be renamed.").toStdString());
+}
+
+void MainWindow::salvageFile() {
+    try {
+        std::vector<FileFault> faults;
+        RegisterFile found = RegisterFile::salvage(_damagedPath, _damagedPath, faults);
+        setAside();
+        found.save();
+    } catch (const RegisterFileError &error) {
+        QMessageBox::critical(this, tr("Not Salvaged"), QString::fromStdString(error.reason()));
+    }
+    open();
+}
+
+void MainWindow::restorePrevious() {
+    const std::string previous = _damagedPath + ".previous";
+    try {
+        const RegisterFile content(previous);
+        const registerctl::Content all = registerctl::contentOf(content, {});
+        if (!QFile::exists(QString::fromStdString(previous)))
+            throw RegisterFileError("", previous, std::nullopt,
+                                    tr("There are no previous settings.").toStdString());
+        setAside();
+        RegisterFile restored(_damagedPath);
+        registerctl::copyContent(all, content, restored);
+        restored.save();
+    } catch (const RegisterFileError &error) {
+        QMessageBox::critical(this, tr("Not Restored"), QString::fromStdString(error.reason()));
+    }
+    open();
+}
+
+QModelIndex MainWindow::selected() const {
+    return _tree->selectionModel() ? _tree->currentIndex() : QModelIndex();
+}
+
+QString MainWindow::selectedPath() const {
+    return selected().data(RegisterModel::PathRole).toString();
+}
+
+/// The scope whose file is edited.
+RegisterScope MainWindow::scope() const {
+    return _global->isChecked() ? utils::properties::GlobalScope : utils::properties::UserScope;
+}
+
+/// Writes values, and the old ones again when this is undone.
+void MainWindow::push(std::vector<Write> writes, const QString &text) {
+    showMessage({});
+    for (Write &write : writes)
+        write.before = _source->read(write.name, scope());
+    if (!writes.empty())
+        _undo.push(new WriteCommand(model(), scope(), std::move(writes), text));
+}
+
+void MainWindow::edit(const QString &path, const PropertyValue &value) {
+    push({{path.toStdString(), {}, value}}, tr("Set %1").arg(path));
+}
+
+void MainWindow::newProperty() {
+    const QModelIndex at = selected();
+    const QString path = selectedPath();
+    const bool isGroup = at.data(RegisterModel::IsGroupRole).toBool();
+    NewPropertyDialog dialog(isGroup ? path : path.section(u'/', 0, -2), this);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    edit(dialog.name(), dialog.value());
+    const QModelIndex added =
+        _filter->mapFromSource(model().indexOf(dialog.name(), RegisterModel::ValueColumn));
+    if (added.isValid()) {
+        _tree->setCurrentIndex(added);
+        _tree->edit(added);
+    }
+}
+
+void MainWindow::reset() {
+    std::vector<Write> writes;
+    for (const auto &[name, literal] :
+         registerctl::contentOf(_source->file(scope()), selectedPath().toStdString()))
+        if (!literal.empty())
+            writes.push_back({name, {}, {}});
+    push(std::move(writes), tr("Reset %1").arg(selectedPath()));
+}
+
+void MainWindow::importDump() {
+    const QString path = QFileDialog::getOpenFileName(this, tr("Import a Dump"));
+    QFile file(path);
+    if (path.isEmpty())
+        return;
+    if (!file.open(QIODevice::ReadOnly))
+        return showMessage(file.errorString());
+    try {
+        RegisterFile content = registerctl::scratchFile();
+        registerctl::readDump(file.readAll().toStdString(), content, {});
+        std::vector<Write> writes;
+        for (const auto &[name, literal] : registerctl::contentOf(content, {}))
+            if (!literal.empty())
+                writes.push_back({name, {}, content.readAny(name)});
+        push(std::move(writes), tr("Import"));
+    } catch (const registerctl::Failure &failure) {
+        showMessage(QString::fromUtf8(failure.what()));
+    }
+}
+
+void MainWindow::exportDump() {
+    const QString path = QFileDialog::getSaveFileName(this, tr("Export as a Dump"));
+    if (path.isEmpty())
+        return;
+    std::ostringstream text;
+    registerctl::writeDump(text, registerctl::contentOf(_source->file(scope()), {}));
+    QSaveFile out(path);
+    out.open(QIODevice::WriteOnly);
+    out.write(QByteArray::fromStdString(text.str()));
+    if (!out.commit())
+        showMessage(out.errorString());
+}
+
+void MainWindow::showDetails() {
+    const QModelIndex at = selected();
+    const QModelIndex source = _filter->mapToSource(at);
+    _scopes->setRowCount(0);
+    _heading->setText(at.isValid() ? QStringLiteral("<b>%1</b>").arg(selectedPath().toHtmlEscaped())
+                                   : tr("Nothing is selected."));
+    _showsThrough->clear();
+    updateActions();
+    if (at.data(RegisterModel::IsGroupRole).toBool()) {
+        const registerctl::Content inside =
+            registerctl::contentOf(_source->file(scope()), selectedPath().toStdString());
+        _showsThrough->setText(
+            tr("A reset removes all that the file of the scope %1 has here; it has %n value(s).",
+               nullptr, static_cast<int>(inside.size()))
+                .arg(scopeName(scope())));
+    }
+    if (!at.isValid() || at.data(RegisterModel::IsGroupRole).toBool())
+        return;
+    const auto from = model().origin(source);
+    for (const RegisterScope scope : _source->scopes()) {
+        const PropertyValue value = model().value(source, scope);
+        const bool isThere = !std::holds_alternative<std::monostate>(value);
+        const int row = _scopes->rowCount();
+        _scopes->insertRow(row);
+        const QString text = !isThere ? tr("(nothing)")
+                             : scope == from
+                                 ? utils::properties::displayText(value)
+                                 : tr("%1 (hidden)").arg(utils::properties::displayText(value));
+        _scopes->setItem(row, 0, new QTableWidgetItem(scopeName(scope)));
+        _scopes->setItem(row, 1, new QTableWidgetItem(text));
+        _scopes->setItem(row, 2,
+                         new QTableWidgetItem(QString::fromStdString(_source->path(scope))));
+    }
+    _scopes->resizeColumnToContents(2);
+    if (at.data(RegisterModel::ModifiedRole).toBool() && _source->scopes().size() > 1) {
+        const PropertyValue below = model().value(source, utils::properties::GlobalScope);
+        _showsThrough->setText(
+            std::holds_alternative<std::monostate>(below)
+                ? tr("A reset removes it; the application then uses its default.")
+                : tr("A reset shows the global value: %1")
+                      .arg(utils::properties::displayText(below)));
+    }
+}
+
+void MainWindow::showMessage(const QString &text) {
+    _message->setText(text);
+    _message->setVisible(!text.isEmpty());
+}
+
+void MainWindow::updateActions() {
+    const bool isOpen = _model != nullptr;
+    const bool isWritable = isOpen && _source->isWritable(scope());
+    _global->setEnabled(isOpen && _source->isWritable(utils::properties::GlobalScope));
+    const QModelIndex at = isOpen ? selected() : QModelIndex();
+    const bool isProperty = at.isValid() && !at.data(RegisterModel::IsGroupRole).toBool();
+    for (QAction *action : {_import, _new})
+        action->setEnabled(isWritable);
+    _reset->setEnabled(isWritable && at.isValid());
+    for (QAction *action : {_copyValue, _copyCommand})
+        action->setEnabled(isProperty);
+    _copyName->setEnabled(at.isValid());
+    _export->setEnabled(isOpen);
+}
+
+} // namespace registerEditor

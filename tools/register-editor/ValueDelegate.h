@@ -1,0 +1,41 @@
+#pragma once
+
+#include <qt/RegisterModel.h>
+
+#include <QStyledItemDelegate>
+
+#include <optional>
+
+namespace registerEditor {
+
+using utils::properties::PropertyValue;
+
+/// A value as the editors of text show it: text itself, everything else as a literal.
+QString editableText(const PropertyValue &value);
+/// The value of such a text, of the same type as `like`. Throws `std::exception` with the reason.
+PropertyValue valueOf(const QString &text, const PropertyValue &like);
+
+/// Edits each type in its own way. Does not write: `edited` tells the value.
+class ValueDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                          const QModelIndex &index) const override;
+    void setEditorData(QWidget *editor, const QModelIndex &index) const override;
+    void setModelData(QWidget *editor, QAbstractItemModel *model,
+                      const QModelIndex &index) const override;
+
+signals:
+    void edited(const QString &path, const PropertyValue &value) const;
+    void refused(const QString &reason) const;
+};
+
+/// The value that a row shows, of any model above a `RegisterModel` that passes its roles on.
+PropertyValue shownValue(const QModelIndex &index);
+
+} // namespace registerEditor
+
+Q_DECLARE_METATYPE(utils::properties::PropertyValue)
