@@ -1,9 +1,13 @@
-#include <register/Directories.h>
-
 //! [after]
+#include <register/Directories.h>
 #include <register/Property.h>
 
 using namespace utils::properties;
+
+void start() {
+    const Directories directories = standardDirectories("acme", "editor");
+    _Register::initialize(directories.global, directories.user);
+}
 
 const Property<int> width("window/width", 800);
 
@@ -16,8 +20,12 @@ void storeWidth(int pixels) {
 }
 //! [after]
 
-int main() {
-    const Directories directories = standardDirectories("acme", "editor");
-    _Register::initialize(directories.global, directories.user);
-    storeWidth(loadWidth());
+#include <cstdlib>
+#include <iostream>
+
+int main(int count, char **arguments) {
+    start();
+    if (count > 1)
+        storeWidth(std::atoi(arguments[1]));
+    std::cout << loadWidth() << "\n";
 }

@@ -1,15 +1,17 @@
 //! [before]
 #include <gio/gio.h>
 
-int loadWidth(GSettings *settings) { // of the schema org.acme.editor.window
-    return g_settings_get_int(settings, "width");
+GSettings *window() {
+    static GSettings *settings = g_settings_new("org.acme.editor.window");
+    return settings;
 }
 
-void storeWidth(GSettings *settings, int width) {
-    g_settings_set_int(settings, "width", width);
+int loadWidth() {
+    return g_settings_get_int(window(), "width");
+}
+
+void storeWidth(int width) {
+    g_settings_set_int(window(), "width", width);
+    g_settings_sync();
 }
 //! [before]
-
-int main() {
-    return loadWidth != nullptr && storeWidth != nullptr ? 0 : 1;
-}

@@ -3,21 +3,18 @@
 
 #include <fstream>
 
-int loadWidth() {
+nlohmann::json loadAll() {
     std::ifstream file("settings.json");
-    return nlohmann::json::parse(file, nullptr, false).value("/window/width"_json_pointer, 800);
+    return file ? nlohmann::json::parse(file) : nlohmann::json::object();
+}
+
+int loadWidth() {
+    return loadAll().value("/window/width"_json_pointer, 800);
 }
 
 void storeWidth(int width) {
-    nlohmann::json settings;
-    std::ifstream("settings.json") >> settings;
+    nlohmann::json settings = loadAll();
     settings["window"]["width"] = width;
     std::ofstream("settings.json") << settings; // a full disk or a crash here loses all settings
 }
 //! [before]
-
-int main() {
-    std::ofstream("settings.json") << "{}";
-    storeWidth(5);
-    return loadWidth() == 5 ? 0 : 1;
-}

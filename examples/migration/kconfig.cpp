@@ -12,7 +12,3 @@ void storeWidth(int width) {
     window.sync();
 }
 //! [before]
-
-int main() {
-    return loadWidth() > 0 ? 0 : 1;
-}

@@ -11,7 +11,3 @@ void storeWidth(int width) {
     settings.setValue("window/width", width);
 }
 //! [before]
-
-int main() {
-    return loadWidth() > 0 ? 0 : 1;
-}
