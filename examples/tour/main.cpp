@@ -1,4 +1,4 @@
-// A tour of the register: `tour INSTALLATION HOME`. The README shows its parts.
+// A tour of the register: `tour INSTALLATION HOME`. docs/guide.md shows its parts.
 #include <register/Group.h>
 #include <register/Property.h>
 #include <register/QtTypes.h>
@@ -95,7 +95,7 @@ void types() {
     try {
         fontSize.set(5000);
     } catch (const utils::Exception &error) { // and nothing is changed
-        std::cerr << error.what() << "\n"; // The value 5000 for ui/font-size is not from 6 to 72.
+        std::cout << error.what() << "\n"; // The value 5000 for ui/font-size is not from 6 to 72.
     }
 }
 //! [types]
@@ -175,6 +175,8 @@ const Records<Recent> recent("recent", {{"path", &Recent::path}, {"line", &Recen
 void opened(const QString &path) {
     const RegisterLock lock; // so that no other thread writes the list in between
     std::vector<Recent> list = recent.value();
+    const auto isSame = [&](const Recent &file) { return file.path == path; };
+    list.erase(std::remove_if(list.begin(), list.end(), isSame), list.end());
     list.insert(list.begin(), {path, 1});
     list.resize(std::min<std::size_t>(list.size(), 10));
     recent.set(list); // "recent/0/path" and so on, written and shortened as one step
