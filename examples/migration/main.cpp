@@ -1,4 +1,4 @@
-// The program around each of the stores: `migration-STORE [WIDTH]` stores a width and prints what is stored.
+// The program around each store: `migration-STORE [WIDTH]` stores and prints a width.
 #include <cstdlib>
 #include <iostream>
 
