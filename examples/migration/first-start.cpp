@@ -19,7 +19,7 @@ void importOnce() {
     const QSettings old("acme", "editor");
     bool isNumber = false;
     const int oldWidth = old.value("window/width").toInt(&isNumber);
-    if (isNumber && oldWidth >= 200 && oldWidth <= 10000) // `set` throws outside the limits
+    if (isNumber && width.limits()(oldWidth)) // `set` throws outside the limits
         width.set(oldWidth);
     imported.set(true);
 }
