@@ -30,6 +30,7 @@ if(REGISTER_QT_LAYER)
     qt/AutoSave.h
     qt/Export.h
     qt/LiveProperty.h
+    qt/PostOnce.h
     qt/RegisterModel.h
     qt/RegisterSource.h
     qt/ValueVariant.h)

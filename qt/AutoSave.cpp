@@ -31,7 +31,7 @@ AutoSave::AutoSave(std::chrono::milliseconds delay, Action action, QObject *pare
             connect(application, sessionEnds, this, SLOT(endSession()));
     }
     _subscription = Subscription(
-        allNames, [this](const std::string &) { post(); }, this);
+        allNames, [this](const std::string &) { _post(this, [this] { changed(); }); }, this);
 }
 
 AutoSave::~AutoSave() {
@@ -52,23 +52,6 @@ void AutoSave::setWatchFile(bool isWatched) {
             qOverload<>(&QTimer::start));
 }
 
-/// Runs on the writer's thread, under the register's lock.
-void AutoSave::post() noexcept {
-    if (_isPosted.exchange(true))
-        return;
-    try {
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                _isPosted = false;
-                changed();
-            },
-            Qt::QueuedConnection);
-    } catch (...) { // out of memory; the next change tries again
-        _isPosted = false;
-    }
-}
-
 void AutoSave::changed() {
     _hasChanges = true;
     _delay.start();
@@ -77,7 +60,7 @@ void AutoSave::changed() {
 }
 
 void AutoSave::flush() {
-    if (_isPosted.load() || _hasChanges)
+    if (_post.isPosted() || _hasChanges)
         save(_watcher ? Sync : _action);
 }
 

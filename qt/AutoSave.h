@@ -1,12 +1,12 @@
 #pragma once
 
 #include "qt/Export.h"
+#include "qt/PostOnce.h"
 #include "register/Subscription.h"
 
 #include <QObject>
 #include <QTimer>
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 
@@ -51,12 +51,11 @@ private slots:
     void endSession();
 
 private:
-    void post() noexcept;
     void changed();
     void save(Action action);
 
     const Action _action;
-    std::atomic<bool> _isPosted = false;
+    PostOnce _post;
     bool _hasChanges = false;
     QTimer _delay, _limit; ///< since the last change, and since the first one that is not saved
     QTimer _settle;        ///< since the last event in a watched directory

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qt/Export.h"
+#include "qt/PostOnce.h"
 #include "register/Property.h"
 
 #include <QObject>
@@ -15,7 +16,6 @@
 #define REGISTER_HAS_BINDABLE 0
 #endif
 
-#include <atomic>
 #include <exception>
 #include <string>
 #include <utility>
@@ -43,9 +43,7 @@ protected:
     void stop();
 
 private:
-    void post() noexcept;
-
-    std::atomic<bool> _isPosted = false;
+    PostOnce _post;
     Subscription _subscription;
 };
 

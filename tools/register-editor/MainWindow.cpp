@@ -253,6 +253,7 @@ void MainWindow::open() {
     connect(_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &MainWindow::showDetails);
     _tree->header()->resizeSection(RegisterModel::NameColumn, 280);
+    _tree->header()->resizeSection(RegisterModel::TypeColumn, 130);
     _tree->header()->resizeSection(RegisterModel::ValueColumn, 320);
     _tree->expandToDepth(0);
     _pages->setCurrentIndex(0);
