@@ -5,6 +5,7 @@
 #include "TemporaryDirectory.h"
 #include "Verbs.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -47,11 +48,15 @@ void transfer(const Options &options, const RegisterFile &source, const std::str
         files.save(target);
 }
 
-/// A dump with another second line, which is a comment. So the numbers of the lines stay.
-std::string withComment(const std::string &comment, const std::string &dump) {
+/// A dump with a comment of this program as its second line, in place of an earlier one.
+std::string withComment(const std::string &comment, std::string dump) {
+    const std::string mark = "# registerctl: ";
+    if (dump.find('\n') == dump.npos)
+        dump += '\n';
     const std::size_t second = dump.find('\n') + 1;
-    const std::size_t third = dump.find('\n', second);
-    return dump.substr(0, second) + "# " + comment + (third == dump.npos ? "" : dump.substr(third));
+    if (dump.compare(second, mark.size(), mark) == 0)
+        dump.erase(second, std::min(dump.find('\n', second), dump.size() - 1) + 1 - second);
+    return dump.insert(second, mark + comment + "\n");
 }
 
 void writeText(const std::string &path, const std::string &text) {
@@ -78,11 +83,9 @@ std::string editText(const std::string &path, const std::string &text) {
 }
 
 std::string editable(const Content &content) {
-    std::ostringstream lines;
-    for (const auto &entry : content)
-        lines << dumpLine(entry) << '\n';
-    return std::string(dumpHeader) + "\n# Save and leave the editor to apply your changes.\n" +
-           lines.str();
+    std::ostringstream dump;
+    writeDump(dump, content);
+    return withComment("save and leave the editor to apply your changes", dump.str());
 }
 
 std::string prefixed(const std::string &prefix, const std::string &name) {
@@ -165,14 +168,16 @@ ExitCode edit(const Options &options) {
     const TemporaryDirectory directory(fs::temp_directory_path().string());
     std::string shown = editable(before);
     for (;;) {
-        const std::string edited = editText(directory / "dump.conf", shown);
+        // With a comment, so that the numbers of lines are those of what comes back.
+        const std::string edited = withComment({}, editText(directory / "dump.conf", shown));
         RegisterFile source = scratchFile();
         try {
             readDump(edited, source, prefix);
         } catch (const Failure &failure) {
-            if (edited == shown) // the editor is not used by a person, or the person gives up
+            const std::string commented = withComment(failure.what(), edited);
+            if (commented == shown) // the person gives up, or the editor is not used by a person
                 throw Failure(WrongValue, std::string(failure.what()) + "; nothing is changed");
-            shown = withComment(failure.what(), edited);
+            shown = commented;
             continue;
         }
         removeContent(file, prefix);
