@@ -5,8 +5,7 @@ namespace utils::properties {
 LivePropertyBase::LivePropertyBase(const std::string &name, QObject *parent)
     : QObject(parent),
       _subscription(
-          AnySpelling{name}, [this](const std::string &) { _post(this, [this] { refresh(); }); },
-          this) {}
+          AnySpelling{name}, [this](const std::string &) { refreshLater(); }, this) {}
 
 LivePropertyBase::~LivePropertyBase() = default;
 

@@ -39,6 +39,10 @@ protected:
 
     /// Reads the register again, in the thread of this object.
     virtual void refresh() = 0;
+    /// Calls `refresh` in a later turn of the event loop.
+    void refreshLater() noexcept {
+        _post(this, [this] { refresh(); });
+    }
     /// Ends the notifications. Called first by the destructors of derived classes.
     void stop();
 
@@ -139,7 +143,7 @@ private:
         } catch (const std::exception &error) {
             qWarning("%s", error.what());
         }
-        refresh();
+        refreshLater(); // a binding must not be removed while it is evaluated
     }
 
     QProperty<Value> _value;

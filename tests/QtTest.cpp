@@ -116,6 +116,7 @@ TEST(LiveProperty, followsEachWriterInItsOwnThread) {
     EXPECT_EQ(width.property().value(), 400);
     EXPECT_EQ(last, 400);
     source = 1; // outside the limits
+    QCoreApplication::processEvents();
     EXPECT_EQ(width.value(), 400);
     EXPECT_EQ(width.property().value(), 400);
 #endif
