@@ -1,10 +1,10 @@
 # The compile options of all targets of this project. Users of the library do not inherit them.
-add_library(register-options INTERFACE)
-target_compile_features(register-options INTERFACE cxx_std_17)
-target_compile_options(register-options INTERFACE
+add_compile_options(
   -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
   $<$<BOOL:${REGISTER_WERROR}>:-Werror>)
 
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
