@@ -31,7 +31,7 @@ AutoSave::AutoSave(std::chrono::milliseconds delay, Action action, QObject *pare
             connect(application, sessionEnds, this, SLOT(endSession()));
     }
     _subscription = Subscription(
-        allNames, [this](const std::string &) { _post(this, [this] { changed(); }); }, this);
+        allNames, [this](const std::string &) { _post(this, &AutoSave::changed); }, this);
 }
 
 AutoSave::~AutoSave() {

@@ -40,9 +40,7 @@ protected:
     /// Reads the register again, in the thread of this object.
     virtual void refresh() = 0;
     /// Calls `refresh` in a later turn of the event loop.
-    void refreshLater() noexcept {
-        _post(this, [this] { refresh(); });
-    }
+    void refreshLater() noexcept { _post(this, &LivePropertyBase::refresh); }
     /// Ends the notifications. Called first by the destructors of derived classes.
     void stop();
 

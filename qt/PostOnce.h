@@ -11,17 +11,18 @@ namespace utils::properties {
 /// register, which run on the writer's thread under the register's lock.
 class PostOnce {
 public:
-    /// Does nothing when a call waits already. If memory runs out, the next one tries again.
-    template <class Function>
-    void operator()(QObject *object, Function function) noexcept {
+    /// Calls `function` of `object` later. Does nothing when a call waits already. If memory runs
+    /// out, the next one tries again.
+    template <class Object>
+    void operator()(Object *object, void (Object::*function)()) noexcept {
         if (_isPosted.exchange(true))
             return;
         try {
             QMetaObject::invokeMethod(
                 object,
-                [this, function] {
+                [this, object, function] {
                     _isPosted = false;
-                    function();
+                    (object->*function)();
                 },
                 Qt::QueuedConnection);
         } catch (...) {

@@ -73,7 +73,7 @@ RegisterModel::RegisterModel(QObject *parent) : RegisterModel(processRegister(),
 RegisterModel::RegisterModel(std::unique_ptr<RegisterSource> source, QObject *parent)
     : QAbstractItemModel(parent), _source(std::move(source)), _scopes(_source->scopes()) {
     // Listens first: a change during the read is read again.
-    _source->setListener([this](const std::string &name) { post(name); });
+    _source->setListener([this](const std::string &name) { readAgain({name}); });
     reload();
 }
 
@@ -126,19 +126,12 @@ void RegisterModel::fill(Node *group) {
 }
 
 /// Runs on the writer's thread, under the register's lock.
-void RegisterModel::post(const std::string &name) noexcept {
-    try {
-        {
-            const std::lock_guard<std::mutex> lock(_mutex);
-            _dirty.insert(name);
-            if (std::exchange(_isPosted, true))
-                return;
-        }
-        QMetaObject::invokeMethod(this, &RegisterModel::flush, Qt::QueuedConnection);
-    } catch (...) { // out of memory: the next change posts again
+void RegisterModel::readAgain(std::set<std::string> names) noexcept {
+    {
         const std::lock_guard<std::mutex> lock(_mutex);
-        _isPosted = false;
+        _dirty.merge(names);
     }
+    _post(this, &RegisterModel::flush);
 }
 
 void RegisterModel::flush() {
@@ -146,18 +139,13 @@ void RegisterModel::flush() {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         names.swap(_dirty);
-        _isPosted = false;
     }
     QElapsedTimer time;
     time.start();
     while (!names.empty() && time.elapsed() < turn)
         update(names.extract(names.begin()).value());
-    if (names.empty())
-        return;
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _dirty.merge(names);
-    if (!std::exchange(_isPosted, true))
-        QMetaObject::invokeMethod(this, &RegisterModel::flush, Qt::QueuedConnection);
+    if (!names.empty())
+        readAgain(std::move(names));
 }
 
 /// Compares a name with the source. Where it is a group, its members are compared later.
@@ -197,8 +185,8 @@ void RegisterModel::compareMembers(Node *group) {
         for (const RegisterSource::Member &member : _source->members(path, scope))
             if (!names.erase(below(path, member.name)))
                 names.insert(below(path, member.name));
-    for (const std::string &name : names)
-        post(name);
+    if (!names.empty())
+        readAgain(std::move(names));
 }
 
 /// Inserts a name and the groups above it. Returns its node.

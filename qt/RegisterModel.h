@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qt/Export.h"
+#include "qt/PostOnce.h"
 #include "qt/RegisterSource.h"
 
 #include <QAbstractItemModel>
@@ -93,7 +94,7 @@ signals:
 private:
     struct Node;
 
-    void post(const std::string &name) noexcept;
+    void readAgain(std::set<std::string> names) noexcept;
     void flush();
     void update(const std::string &name);
     void fill(Node *group);
@@ -112,7 +113,7 @@ private:
 
     std::mutex _mutex;            ///< taken last: nothing is called under it
     std::set<std::string> _dirty; ///< names to read again
-    bool _isPosted = false;
+    PostOnce _post;
 };
 
 } // namespace utils::properties
