@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QStackedWidget>
 #include <QTest>
 #include <QTimer>
@@ -42,7 +43,8 @@ protected:
 
     void show() {
         _window = std::make_unique<MainWindow>(
-            std::vector<FileSource::Path>{{UserScope, _user}, {GlobalScope, _global}}, "--app x/y");
+            std::vector<FileSource::Path>{{UserScope, _user}, {GlobalScope, _global}},
+            QStringList{"--app", "x/y"});
         _window->show();
         ASSERT_TRUE(QTest::qWaitForWindowActive(_window.get()));
     }
@@ -55,14 +57,49 @@ protected:
         tree().setCurrentIndex(found.isEmpty() ? QModelIndex()
                                                : found.front().siblingAtColumn(column));
     }
+    /// Edits the selected value by the keyboard, up to the Return.
+    template <class Editor>
+    Editor *type(const char *keys) {
+        tree().setFocus();
+        QTest::keyClick(&tree(), Qt::Key_F2);
+        auto *editor = qobject_cast<Editor *>(QApplication::focusWidget());
+        EXPECT_TRUE(editor);
+        if (editor) {
+            QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
+            QTest::keyClicks(editor, keys);
+        }
+        return editor;
+    }
+    static void accept(QWidget *editor) {
+        QTest::keyClick(editor, Qt::Key_Return);
+        QCoreApplication::processEvents(); // the delegate posts the end
+    }
+    bool showsText(const char *text) {
+        for (const QLabel *label : _window->findChildren<QLabel *>())
+            if (label->isVisible() && label->text().contains(text))
+                return true;
+        return false;
+    }
+    void createProperty(const char *name) {
+        QTimer::singleShot(0, [name] {
+            auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+            auto *line = dialog->findChild<QLineEdit *>();
+            line->clear();
+            QTest::keyClicks(line, name);
+            dialog->accept();
+        });
+        trigger("New Property");
+    }
     QVariant shown(const char *path) {
         select(path);
         return tree().currentIndex().data();
     }
     void trigger(const char *text) {
         for (QAction *action : _window->findChildren<QAction *>())
-            if (action->text().remove('&').startsWith(text))
-                return action->trigger();
+            if (action->text().remove('&').startsWith(text)) {
+                action->trigger();
+                return QCoreApplication::processEvents(); // the tree follows
+            }
         FAIL() << text;
     }
     std::string theme() {
@@ -84,15 +121,10 @@ protected:
 TEST_F(Editor, editsUndoesAndResets) {
     show();
     EXPECT_EQ(shown("ui/width"), "800");
-    select("ui/theme");
+    select("ui/theme", RegisterModel::NameColumn);
     screenshot("editor");
-    tree().edit(tree().currentIndex());
-    auto *line = qobject_cast<QLineEdit *>(QApplication::focusWidget());
-    ASSERT_TRUE(line);
-    line->selectAll();
-    QTest::keyClicks(line, "blue");
-    QTest::keyClick(line, Qt::Key_Return);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return theme() == "blue"; })) << "saved at once";
+    accept(type<QLineEdit>("blue"));
+    EXPECT_EQ(theme(), "blue") << "saved at once";
     trigger("Undo");
     EXPECT_EQ(theme(), "dark");
     trigger("Redo");
@@ -105,17 +137,46 @@ TEST_F(Editor, editsUndoesAndResets) {
     EXPECT_EQ(theme(), "blue");
     trigger("Copy the Command");
     EXPECT_EQ(QApplication::clipboard()->text(),
-              "registerctl --app x/y set --literal 'ui/theme' '\"blue\"'");
+              "registerctl --app x/y set --literal ui/theme '\"blue\"'");
 
-    QTimer::singleShot(0, [] {
-        auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
-        auto *name = dialog->findChild<QLineEdit *>();
-        name->clear();
-        QTest::keyClicks(name, "new/name");
-        dialog->accept();
-    });
-    trigger("New Property");
+    createProperty("new/name");
     EXPECT_TRUE(RegisterFile(_user).propertyExists("new/name"));
+    trigger("Undo");
+    EXPECT_FALSE(RegisterFile(_user).groupExists("new"));
+    createProperty("ui/theme");
+    EXPECT_EQ(theme(), "blue");
+    createProperty("backup/below");
+    EXPECT_TRUE(showsText("cannot be")) << "a property is no group";
+}
+
+TEST_F(Editor, keepsWhatIsTypedAndWhatIsNot) {
+    const std::string longText(100000, 'x');
+    RegisterFile file(_user);
+    file._writeString("long", longText);
+    file.save();
+    show();
+    select("long");
+    auto *whole = type<QLineEdit>("");
+    QTest::keyClick(whole, Qt::Key_End);
+    QTest::keyClicks(whole, "y");
+    accept(whole);
+    EXPECT_EQ(std::get<std::string>(RegisterFile(_user).readAny("long")).size(),
+              longText.size() + 1);
+
+    select("ui/theme");
+    auto *line = type<QLineEdit>("mine");
+    file._writeString("ui/theme", "theirs");
+    file.save();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return showsText("theirs"); }));
+    accept(line);
+    EXPECT_EQ(theme(), "mine");
+    select("ui/width");
+    auto *box = type<QSpinBox>("5");
+    file._writeString("ui/width", "broad");
+    file.save();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return showsText("broad"); }));
+    accept(box);
+    EXPECT_EQ(RegisterFile(_user).readAny("ui/width"), PropertyValue("broad"));
 }
 
 TEST_F(Editor, searchesAndFollowsTheFile) {
@@ -133,12 +194,7 @@ TEST_F(Editor, searchesAndFollowsTheFile) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return shown("ui/theme") == "green"; }));
     EXPECT_EQ(tree().model()->rowCount(), 2);
     writeFile(_user, "damage");
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        for (const QLabel *label : _window->findChildren<QLabel *>())
-            if (label->isVisible() && label->text().contains("not a register file"))
-                return true;
-        return false;
-    }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return showsText("not a register file"); }));
     EXPECT_EQ(shown("ui/theme"), "green") << "what was read stays";
 }
 

@@ -1,14 +1,14 @@
 #include "FileSource.h"
 
-#include "../registerctl/Dump.h"
+#include "../registerctl/Literal.h"
 
 #include <QFileInfo>
 
 #include <algorithm>
+#include <functional>
 
 namespace registerEditor {
 
-using registerctl::Content;
 using utils::properties::NoValue;
 using utils::properties::PropertyBadType;
 using utils::properties::RegisterFileError;
@@ -21,6 +21,36 @@ QString toQString(const std::string &text) {
 
 QString directoryOf(const std::string &path) {
     return QFileInfo(toQString(path)).path();
+}
+
+bool isProperty(const RegisterFile &file, const std::string &name) {
+    return file.propertyExists(name) && !file.groupExists(name);
+}
+
+/// The group that a name lies in; the file's root is "".
+std::string groupOf(const std::string &name) {
+    const std::size_t slash = name.rfind('/');
+    return slash == name.npos ? std::string() : name.substr(0, slash);
+}
+
+bool isEmptyGroup(const RegisterFile &file, const std::string &name) {
+    return !name.empty() && file.groupExists(name) && file.propertyList(name).empty();
+}
+
+/// Removes an entry of a content and the groups that become empty.
+void removeEntry(RegisterFile &file, const std::string &entry) {
+    std::string group = groupOf(entry);
+    if (entry.back() != '/' && isProperty(file, entry))
+        file.delProperty(entry);
+    for (; isEmptyGroup(file, group); group = groupOf(group))
+        file.delProperty(group);
+}
+
+void change(RegisterFile &file, const Content &from, const Content &to) {
+    for (const auto &[name, literal] : from)
+        if (to.count(name) == 0)
+            removeEntry(file, name);
+    registerctl::writeContent(to, file);
 }
 
 } // namespace
@@ -55,13 +85,8 @@ void FileSource::refresh() {
             const Content before = registerctl::contentOf(each.file, {});
             const Content after = registerctl::contentOf(now, {});
             each.file = std::move(now);
-            for (const registerctl::Difference &change : registerctl::differences(before, after)) {
-                std::string name = (change.before ? change.before : change.after)->first;
-                if (name.back() == '/')
-                    name.pop_back();
-                if (_listener)
-                    _listener(name);
-            }
+            for (const registerctl::Difference &change : registerctl::differences(before, after))
+                tell((change.before ? change.before : change.after)->first);
         } catch (const RegisterFileError &failure) {
             error = QString::fromUtf8(failure.what());
         }
@@ -126,26 +151,46 @@ bool FileSource::isWritable(RegisterScope scope) const {
 }
 
 void FileSource::write(const std::string &name, const PropertyValue &value, RegisterScope scope) {
-    RegisterFile &file = layer(scope).file;
-    const PropertyValue before = read(name, scope);
-    file.writeAny(name, value);
-    try {
-        for (const std::string &taken : file.save().taken)
-            if (_listener)
-                _listener(taken);
-    } catch (const RegisterFileError &) {
-        file.writeAny(name, before);
-        throw;
-    }
+    const bool isRemoved = std::holds_alternative<std::monostate>(value);
+    const Content to = {{name, isRemoved ? "" : registerctl::toLiteral(value)}};
+    replace(contentBefore(to, scope), isRemoved ? Content() : to, scope);
 }
 
-void FileSource::replace(const RegisterFile &content, const std::string &prefix) {
-    RegisterFile &file = _layers.front().file;
-    registerctl::copyContent(registerctl::contentOf(content, prefix), content, file);
-    file.save();
+Content FileSource::contentBefore(const Content &to, RegisterScope scope) const {
+    const RegisterFile &now = file(scope);
+    Content before;
+    for (const auto &[name, literal] : to) {
+        if (isProperty(now, name))
+            before.merge(registerctl::contentOf(now, name));
+        std::string group = groupOf(name);
+        while (!group.empty() && !now.groupExists(group))
+            group = groupOf(group);
+        if (isEmptyGroup(now, group))
+            before[group + '/'];
+    }
+    return before;
+}
+
+void FileSource::replace(const Content &from, const Content &to, RegisterScope scope) {
+    RegisterFile &file = layer(scope).file;
+    try {
+        change(file, from, to);
+        for (const std::string &taken : file.save().taken)
+            tell(taken);
+    } catch (const std::exception &) {
+        change(file, to, from);
+        throw;
+    }
+    watch(); // the directory may be new
+    for (const Content &side : {std::cref(from), std::cref(to)})
+        for (const auto &[name, literal] : side)
+            tell(name);
+}
+
+/// Tells the listener the name of an entry.
+void FileSource::tell(const std::string &entry) const {
     if (_listener)
-        for (const auto &[name, literal] : registerctl::contentOf(content, prefix))
-            _listener(literal.empty() ? name.substr(0, name.size() - 1) : name);
+        _listener(entry.substr(0, entry.size() - (entry.back() == '/')));
 }
 
 void FileSource::setListener(std::function<void(const std::string &)> listener) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../registerctl/Dump.h"
+
 #include <qt/RegisterSource.h>
 #include <register/RegisterFile.h>
 
@@ -13,6 +15,7 @@
 
 namespace registerEditor {
 
+using registerctl::Content;
 using utils::properties::PropertyValue;
 using utils::properties::RegisterFile;
 using utils::properties::RegisterScope;
@@ -34,8 +37,13 @@ public:
 
     const std::string &path(RegisterScope scope) const;
     const RegisterFile &file(RegisterScope scope) const { return layer(scope).file; }
-    /// Replaces the content of the user scope's file below a name. Throws `RegisterFileError`.
-    void replace(const RegisterFile &content, const std::string &prefix);
+    /// What `replace` must restore after `to` was written: the properties of the same names, and
+    /// the empty groups that become groups with members.
+    Content contentBefore(const Content &to, RegisterScope scope) const;
+    /// Removes what `from` has and `to` does not, and the groups that become empty, and writes what
+    /// `to` has. Saves that as one step and tells the listener. Throws `std::exception`; then
+    /// nothing has changed.
+    void replace(const Content &from, const Content &to, RegisterScope scope);
     /// True when a running application will overwrite the file of the user scope.
     bool willBeOverwritten() const;
 
@@ -63,6 +71,7 @@ private:
     const Layer &layer(RegisterScope scope) const;
     void watch();
     void refresh();
+    void tell(const std::string &entry) const;
 
     std::vector<Layer> _layers; ///< in lookup order
     std::function<void(const std::string &)> _listener;

@@ -24,6 +24,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QSplitter>
 #include <QStackedWidget>
@@ -33,38 +34,45 @@
 #include <QUndoCommand>
 #include <QVBoxLayout>
 
+#include <algorithm>
+#include <functional>
 #include <sstream>
 
 namespace registerEditor {
 
-using Write = MainWindow::Write;
 using utils::properties::FileFault;
 using utils::properties::RegisterFileError;
 using utils::properties::RegisterModel;
 
 namespace {
 
-/// Writes some values of one scope; undone as one step.
-class WriteCommand : public QUndoCommand {
+/// Replaces a part of a file; undone as one step. Tells why a step failed, and ends then.
+class ReplaceCommand : public QUndoCommand {
 public:
-    WriteCommand(RegisterModel &model, RegisterScope scope, std::vector<Write> writes,
-                 const QString &text)
-        : QUndoCommand(text), _model(model), _scope(scope), _writes(std::move(writes)) {}
+    using Tell = std::function<void(const QString &)>;
 
-    void redo() override {
-        for (const Write &write : _writes)
-            if (!_model.write(QString::fromStdString(write.name), write.after, _scope))
-                setObsolete(true); // the model tells why
-    }
-    void undo() override {
-        for (auto write = _writes.rbegin(); write != _writes.rend(); ++write)
-            _model.write(QString::fromStdString(write->name), write->before, _scope);
-    }
+    ReplaceCommand(FileSource &source, RegisterScope scope, Content from, Content to,
+                   const QString &text, Tell tell)
+        : QUndoCommand(text), _source(source), _scope(scope), _from(std::move(from)),
+          _to(std::move(to)), _tell(std::move(tell)) {}
+
+    void redo() override { replace(_from, _to); }
+    void undo() override { replace(_to, _from); }
 
 private:
-    RegisterModel &_model;
+    void replace(const Content &from, const Content &to) {
+        try {
+            _source.replace(from, to, _scope);
+        } catch (const std::exception &error) {
+            setObsolete(true);
+            _tell(QString::fromUtf8(error.what()));
+        }
+    }
+
+    FileSource &_source;
     const RegisterScope _scope;
-    const std::vector<Write> _writes;
+    const Content _from, _to;
+    const Tell _tell;
 };
 
 QString scopeName(RegisterScope scope) {
@@ -74,6 +82,9 @@ QString scopeName(RegisterScope scope) {
 
 /// A text as one word of a shell.
 QString shellWord(QString text) {
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_./=:@%+,-]+$"));
+    if (plain.match(text).hasMatch())
+        return text;
     return u'\'' + text.replace(u'\'', QLatin1String("'\\''")) + u'\'';
 }
 
@@ -86,7 +97,7 @@ QLabel *wrappedLabel() {
 
 } // namespace
 
-MainWindow::MainWindow(std::vector<FileSource::Path> paths, QString arguments)
+MainWindow::MainWindow(std::vector<FileSource::Path> paths, QStringList arguments)
     : _paths(std::move(paths)), _arguments(std::move(arguments)), _filter(new FilterModel(this)),
       _pages(new QStackedWidget) {
     setWindowTitle(QString::fromStdString(_paths.front().path));
@@ -113,12 +124,17 @@ void MainWindow::createTree() {
     _tree->setModel(_filter);
     _tree->setUniformRowHeights(true);
     _tree->setAlternatingRowColors(true);
-    _tree->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed);
+    _tree->setEditTriggers(QAbstractItemView::NoEditTriggers); // see editSelected
+    connect(_tree, &QTreeView::doubleClicked, this, &MainWindow::editSelected);
     _tree->setContextMenuPolicy(Qt::ActionsContextMenu);
     auto *delegate = new ValueDelegate(this);
     _tree->setItemDelegate(delegate);
-    connect(delegate, &ValueDelegate::edited, this, &MainWindow::edit);
-    connect(delegate, &ValueDelegate::refused, this, &MainWindow::showMessage);
+    connect(
+        delegate, &ValueDelegate::edited, this,
+        [this](const QString &path, const PropertyValue &value) {
+            write({{path.toStdString(), registerctl::toLiteral(value)}}, tr("Set %1").arg(path));
+        });
+    connect(delegate, &ValueDelegate::message, this, &MainWindow::showMessage);
 
     auto *pause = new QTimer(this); // so that a search does not run for each key
     pause->setSingleShot(true);
@@ -150,8 +166,8 @@ void MainWindow::createTree() {
     auto *page = new QWidget;
     auto *layout = new QVBoxLayout(page);
     layout->addLayout(bar);
-    layout->addWidget(_message);
     layout->addWidget(splitter);
+    layout->addWidget(_message);
     _pages->addWidget(page);
 }
 
@@ -208,6 +224,9 @@ void MainWindow::createActions() {
     change->addSeparator();
     _new = change->addAction(tr("&New Property..."), this, &MainWindow::newProperty);
     _new->setShortcut(QKeySequence::New);
+    _edit = change->addAction(tr("&Edit the Value"), this, &MainWindow::editSelected);
+    _edit->setShortcuts({Qt::Key_F2, Qt::Key_Return, Qt::Key_Enter});
+    _edit->setShortcutContext(Qt::WidgetShortcut); // Return has its own meaning elsewhere
     _reset = change->addAction(tr("&Reset"), this, &MainWindow::reset);
     _reset->setShortcut(QKeySequence::Delete);
     _global = change->addAction(tr("Edit the &Global File"), this, &MainWindow::showDetails);
@@ -223,13 +242,18 @@ void MainWindow::createActions() {
     _copyCommand = change->addAction(
         tr("Copy the &Command"), this, copy([this](const QString &path) {
             const std::string literal = registerctl::toLiteral(shownValue(selected()));
-            return QStringLiteral("registerctl %1 set --literal %2 %3")
-                .arg(_arguments, shellWord(path), shellWord(QString::fromStdString(literal)));
+            QStringList words =
+                QStringList{"registerctl"} + _arguments + QStringList{"set", "--literal"};
+            if (path.startsWith(u'-'))
+                words += "--";
+            words += {path, QString::fromStdString(literal)};
+            std::transform(words.begin(), words.end(), words.begin(), shellWord);
+            return words.join(u' ');
         }));
     _copyCommand->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+C")));
     _find = change->addAction(tr("&Find"), _search, [this] { _search->setFocus(); });
     _find->setShortcut(QKeySequence::Find);
-    _tree->addActions({_new, _reset, _copyName, _copyValue, _copyCommand});
+    _tree->addActions({_edit, _new, _reset, _copyName, _copyValue, _copyCommand});
 }
 
 void MainWindow::open() {
@@ -246,9 +270,10 @@ void MainWindow::open() {
     }
     connect(_model.get(), &RegisterModel::writeFailed, this, &MainWindow::showMessage);
     connect(_source, &FileSource::readFailed, this, &MainWindow::showMessage);
+    const auto changed = [this] { _post(this, &MainWindow::showDetails); };
     for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
-        connect(_model.get(), signal, this, &MainWindow::showDetails);
-    connect(_model.get(), &QAbstractItemModel::dataChanged, this, &MainWindow::showDetails);
+        connect(_model.get(), signal, this, changed);
+    connect(_model.get(), &QAbstractItemModel::dataChanged, this, changed);
     _filter->setSourceModel(_model.get());
     connect(_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &MainWindow::showDetails);
@@ -284,8 +309,9 @@ void MainWindow::showDamage(const RegisterFileError &error) {
     updateActions();
 }
 
-/// Renames the damaged file, so that another one can take its name. Throws `RegisterFileError`.
-void MainWindow::setAside() {
+/// Renames the damaged file and saves another one in its place. If that fails, the damaged one is
+/// back. Throws `RegisterFileError`.
+void MainWindow::replaceDamaged(RegisterFile file) {
     const QString path = QString::fromStdString(_damagedPath);
     QString aside = path + QLatin1String(".damaged");
     for (int number = 2; QFile::exists(aside); ++number)
@@ -293,34 +319,34 @@ void MainWindow::setAside() {
     if (!QFile::rename(path, aside))
         throw RegisterFileError("", _damagedPath, std::nullopt,
                                 tr("The file cannot be renamed.").toStdString());
+    try {
+        file.save();
+    } catch (const RegisterFileError &) {
+        QFile::rename(aside, path);
+        throw;
+    }
 }
 
 void MainWindow::salvageFile() {
-    try {
-        std::vector<FileFault> faults;
-        RegisterFile found = RegisterFile::salvage(_damagedPath, _damagedPath, faults);
-        setAside();
-        found.save();
-    } catch (const RegisterFileError &error) {
-        QMessageBox::critical(this, tr("Not Salvaged"), QString::fromStdString(error.reason()));
-    }
-    open();
+    useContentOf(_damagedPath);
 }
 
 void MainWindow::restorePrevious() {
-    const std::string previous = _damagedPath + ".previous";
+    useContentOf(_damagedPath + ".previous");
+}
+
+/// Replaces the damaged file by what can be read in a file, which for another one is all of it.
+void MainWindow::useContentOf(const std::string &path) {
     try {
-        const RegisterFile content(previous);
-        const registerctl::Content all = registerctl::contentOf(content, {});
-        if (!QFile::exists(QString::fromStdString(previous)))
-            throw RegisterFileError("", previous, std::nullopt,
-                                    tr("There are no previous settings.").toStdString());
-        setAside();
-        RegisterFile restored(_damagedPath);
-        registerctl::copyContent(all, content, restored);
-        restored.save();
+        std::vector<FileFault> faults;
+        RegisterFile found = RegisterFile::salvage(path, _damagedPath, faults);
+        if (!faults.empty() && path != _damagedPath)
+            throw RegisterFileError("", path, std::nullopt,
+                                    tr("It is damaged, too.").toStdString());
+        replaceDamaged(std::move(found));
     } catch (const RegisterFileError &error) {
-        QMessageBox::critical(this, tr("Not Restored"), QString::fromStdString(error.reason()));
+        QMessageBox::critical(this, tr("Nothing Changed"),
+                              QString::fromStdString(error.path() + ": " + error.reason()));
     }
     open();
 }
@@ -338,42 +364,56 @@ RegisterScope MainWindow::scope() const {
     return _global->isChecked() ? utils::properties::GlobalScope : utils::properties::UserScope;
 }
 
-/// Writes values, and the old ones again when this is undone.
-void MainWindow::push(std::vector<Write> writes, const QString &text) {
+/// Replaces a part of the edited file, and the other way round when this is undone.
+void MainWindow::replace(Content from, Content to, const QString &text) {
     showMessage({});
-    for (Write &write : writes)
-        write.before = _source->read(write.name, scope());
-    if (!writes.empty())
-        _undo.push(new WriteCommand(model(), scope(), std::move(writes), text));
+    if (from != to)
+        _undo.push(new ReplaceCommand(*_source, scope(), std::move(from), std::move(to), text,
+                                      [this](const QString &error) { showMessage(error); }));
 }
 
-void MainWindow::edit(const QString &path, const PropertyValue &value) {
-    push({{path.toStdString(), {}, value}}, tr("Set %1").arg(path));
+void MainWindow::write(Content to, const QString &text) {
+    Content before = _source->contentBefore(to, scope());
+    replace(std::move(before), std::move(to), text);
+}
+
+void MainWindow::editSelected() {
+    const QModelIndex value = selected().siblingAtColumn(RegisterModel::ValueColumn);
+    if (value.flags() & Qt::ItemIsEditable)
+        _tree->edit(value);
+}
+
+/// Selects a name if the tree shows it.
+void MainWindow::select(const QString &path) {
+    const QModelIndex at =
+        _filter->mapFromSource(model().indexOf(path, RegisterModel::ValueColumn));
+    if (at.isValid())
+        _tree->setCurrentIndex(at);
 }
 
 void MainWindow::newProperty() {
-    const QModelIndex at = selected();
     const QString path = selectedPath();
-    const bool isGroup = at.data(RegisterModel::IsGroupRole).toBool();
+    const bool isGroup = selected().data(RegisterModel::IsGroupRole).toBool();
     NewPropertyDialog dialog(isGroup ? path : path.section(u'/', 0, -2), this);
     if (dialog.exec() != QDialog::Accepted)
         return;
-    edit(dialog.name(), dialog.value());
-    const QModelIndex added =
-        _filter->mapFromSource(model().indexOf(dialog.name(), RegisterModel::ValueColumn));
-    if (added.isValid()) {
-        _tree->setCurrentIndex(added);
-        _tree->edit(added);
+    const QString name = dialog.name();
+    if (model().indexOf(name).isValid()) {
+        select(name);
+        return showMessage(tr("%1 exists already.").arg(name));
     }
+    write({{name.toStdString(), registerctl::toLiteral(dialog.value())}}, tr("New %1").arg(name));
+    // After the model has read it.
+    QTimer::singleShot(0, this, [this, name] {
+        select(name);
+        if (selectedPath() == name)
+            editSelected();
+    });
 }
 
 void MainWindow::reset() {
-    std::vector<Write> writes;
-    for (const auto &[name, literal] :
-         registerctl::contentOf(_source->file(scope()), selectedPath().toStdString()))
-        if (!literal.empty())
-            writes.push_back({name, {}, {}});
-    push(std::move(writes), tr("Reset %1").arg(selectedPath()));
+    replace(registerctl::contentOf(_source->file(scope()), selectedPath().toStdString()), {},
+            tr("Reset %1").arg(selectedPath()));
 }
 
 void MainWindow::importDump() {
@@ -386,11 +426,7 @@ void MainWindow::importDump() {
     try {
         RegisterFile content = registerctl::scratchFile();
         registerctl::readDump(file.readAll().toStdString(), content, {});
-        std::vector<Write> writes;
-        for (const auto &[name, literal] : registerctl::contentOf(content, {}))
-            if (!literal.empty())
-                writes.push_back({name, {}, content.readAny(name)});
-        push(std::move(writes), tr("Import"));
+        write(registerctl::contentOf(content, {}), tr("Import"));
     } catch (const registerctl::Failure &failure) {
         showMessage(QString::fromUtf8(failure.what()));
     }
@@ -469,6 +505,7 @@ void MainWindow::updateActions() {
     _reset->setEnabled(isWritable && at.isValid());
     for (QAction *action : {_copyValue, _copyCommand})
         action->setEnabled(isProperty);
+    _edit->setEnabled(at.siblingAtColumn(RegisterModel::ValueColumn).flags() & Qt::ItemIsEditable);
     _copyName->setEnabled(at.isValid());
     _export->setEnabled(isOpen);
 }

@@ -2,6 +2,7 @@
 
 #include "FileSource.h"
 
+#include <qt/PostOnce.h>
 #include <qt/RegisterModel.h>
 
 #include <QMainWindow>
@@ -27,15 +28,9 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    /// A property, and its values before and after a change.
-    struct Write {
-        std::string name;
-        PropertyValue before, after;
-    };
-
     /// `arguments` are the options of `registerctl` that name the register, for the commands that
     /// the user can copy.
-    MainWindow(std::vector<FileSource::Path> paths, QString arguments);
+    MainWindow(std::vector<FileSource::Path> paths, QStringList arguments);
     ~MainWindow() override;
 
 private:
@@ -49,11 +44,14 @@ private:
     void showDamage(const utils::properties::RegisterFileError &error);
     void salvageFile();
     void restorePrevious();
-    void setAside();
+    void useContentOf(const std::string &path);
+    void replaceDamaged(RegisterFile file);
 
     RegisterScope scope() const;
-    void push(std::vector<Write> writes, const QString &text);
-    void edit(const QString &path, const PropertyValue &value);
+    void replace(Content from, Content to, const QString &text);
+    void write(Content to, const QString &text);
+    void editSelected();
+    void select(const QString &path);
     void newProperty();
     void reset();
     void importDump();
@@ -67,12 +65,13 @@ private:
     utils::properties::RegisterModel &model() { return *_model; }
 
     const std::vector<FileSource::Path> _paths;
-    const QString _arguments;
+    const QStringList _arguments;
 
     FileSource *_source = nullptr; ///< of the model
     std::unique_ptr<utils::properties::RegisterModel> _model;
     FilterModel *_filter;
     QUndoStack _undo;
+    utils::properties::PostOnce _post; ///< posts `showDetails`
 
     QStackedWidget *_pages;
     QLineEdit *_search;
@@ -80,8 +79,8 @@ private:
     QLabel *_heading, *_showsThrough, *_message, *_damage;
     QTableWidget *_scopes;
     QPlainTextEdit *_faults;
-    QAction *_new, *_reset, *_copyName, *_copyValue, *_copyCommand, *_import, *_export, *_find,
-        *_global;
+    QAction *_new, *_edit, *_reset, *_copyName, *_copyValue, *_copyCommand, *_import, *_export,
+        *_find, *_global;
     std::string _damagedPath;
 };
 

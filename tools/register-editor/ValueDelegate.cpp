@@ -30,16 +30,43 @@ PropertyValue shownValue(const QModelIndex &index) {
     return from ? reg->value(source, *from) : PropertyValue();
 }
 
+namespace {
+
+/// True for a string in UTF-8, which is edited as it is.
+bool isText(const PropertyValue &value) {
+    const auto *text = std::get_if<std::string>(&value);
+    return text && QString::fromStdString(*text).toStdString() == *text;
+}
+
+// An editor remembers the text that it was given, and the type of the value.
+constexpr char shownText[] = "shownText", shownType[] = "shownType";
+
+QString textOf(const QWidget *editor) {
+    if (const auto *choice = qobject_cast<const QComboBox *>(editor))
+        return choice->currentText();
+    if (const auto *box = qobject_cast<const QSpinBox *>(editor))
+        return box->text();
+    return qobject_cast<const QLineEdit *>(editor)->text();
+}
+
+void setText(QWidget *editor, const QString &text) {
+    if (auto *choice = qobject_cast<QComboBox *>(editor))
+        choice->setCurrentText(text);
+    else if (auto *box = qobject_cast<QSpinBox *>(editor))
+        box->setValue(text.toInt());
+    else
+        qobject_cast<QLineEdit *>(editor)->setText(text);
+}
+
+} // namespace
+
 QString editableText(const PropertyValue &value) {
-    if (const auto *text = std::get_if<std::string>(&value))
-        if (const QString decoded = QString::fromStdString(*text); decoded.toStdString() == *text)
-            return decoded;
-    return QString::fromStdString(registerctl::toLiteral(value));
+    return QString::fromStdString(isText(value) ? std::get<std::string>(value)
+                                                : registerctl::toLiteral(value));
 }
 
 PropertyValue valueOf(const QString &text, const PropertyValue &like) {
-    const bool isText = std::holds_alternative<std::string>(like);
-    if (isText && !editableText(like).startsWith(QLatin1String("b64\"")))
+    if (isText(like))
         return text.toStdString();
     RegisterFile scratch = registerctl::scratchFile();
     registerctl::writeLiteral(scratch, "value", text.trimmed().toStdString());
@@ -66,35 +93,40 @@ QWidget *ValueDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem
         box->addItems({QStringLiteral("true"), QStringLiteral("false")});
         return box;
     }
-    return new QLineEdit(parent);
+    auto *line = new QLineEdit(parent);
+    line->setMaxLength(std::numeric_limits<int>::max());
+    return line;
 }
 
 void ValueDelegate::setEditorData(QWidget *editor, const QModelIndex &index) const {
     const PropertyValue value = shownValue(index);
-    if (auto *box = qobject_cast<QSpinBox *>(editor))
-        box->setValue(std::get<int>(value));
-    else if (auto *choice = qobject_cast<QComboBox *>(editor))
-        choice->setCurrentText(editableText(value));
-    else if (auto *line = qobject_cast<QLineEdit *>(editor))
-        line->setText(editableText(value));
+    const QVariant shown = editor->property(shownText);
+    const QString text = editableText(value);
+    if (!shown.isValid()) {
+        editor->setProperty(shownType, static_cast<int>(value.index()));
+    } else if (shown.toString() != text) {
+        emit message(tr("Another program has changed %1 to %2.")
+                         .arg(index.data(RegisterModel::PathRole).toString(), text));
+        if (textOf(editor) != shown.toString() || editor->property(shownType) != int(value.index()))
+            return;
+    }
+    setText(editor, text);
+    editor->setProperty(shownText, textOf(editor));
 }
 
 void ValueDelegate::setModelData(QWidget *editor, QAbstractItemModel *,
                                  const QModelIndex &index) const {
     const PropertyValue before = shownValue(index);
     const QString path = index.data(RegisterModel::PathRole).toString();
+    const QString text = textOf(editor);
+    if (text == editor->property(shownText).toString())
+        return;
+    if (editor->property(shownType) != static_cast<int>(before.index()))
+        return emit message(tr("%1 has another type now.").arg(path));
     try {
-        PropertyValue value;
-        if (auto *box = qobject_cast<QSpinBox *>(editor))
-            value = box->value();
-        else if (auto *choice = qobject_cast<QComboBox *>(editor))
-            value = choice->currentText() == QLatin1String("true");
-        else
-            value = valueOf(qobject_cast<QLineEdit *>(editor)->text(), before);
-        if (value != before)
-            emit edited(path, value);
+        emit edited(path, valueOf(text, before));
     } catch (const std::exception &error) {
-        emit refused(QString::fromUtf8(error.what()));
+        emit message(QString::fromUtf8(error.what()));
     }
 }
 

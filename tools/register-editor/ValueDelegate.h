@@ -15,7 +15,8 @@ QString editableText(const PropertyValue &value);
 /// The value of such a text, of the same type as `like`. Throws `std::exception` with the reason.
 PropertyValue valueOf(const QString &text, const PropertyValue &like);
 
-/// Edits each type in its own way. Does not write: `edited` tells the value.
+/// Edits each type in its own way. Does not write: `edited` tells the value. What the user has
+/// typed stays when another program changes the property meanwhile.
 class ValueDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
@@ -30,7 +31,8 @@ public:
 
 signals:
     void edited(const QString &path, const PropertyValue &value) const;
-    void refused(const QString &reason) const;
+    /// A value was refused, or changed by another program while it is edited.
+    void message(const QString &text) const;
 };
 
 /// The value that a row shows, of any model above a `RegisterModel` that passes its roles on.

@@ -19,10 +19,11 @@ std::string fileIn(const QString &directory) {
 }
 
 /// The files that the options select, in lookup order, and the same options for `registerctl`.
-std::vector<FileSource::Path> selectedFiles(const QCommandLineParser &parser, QString &arguments) {
+std::vector<FileSource::Path> selectedFiles(const QCommandLineParser &parser,
+                                            QStringList &arguments) {
     if (!parser.positionalArguments().isEmpty()) {
         const QString path = QDir().absoluteFilePath(parser.positionalArguments().front());
-        arguments = QStringLiteral("-f '%1'").arg(path);
+        arguments = {"-f", path};
         return {{UserScope, path.toStdString()}};
     }
     QString user = parser.value("user"), global = parser.value("global");
@@ -32,11 +33,12 @@ std::vector<FileSource::Path> selectedFiles(const QCommandLineParser &parser, QS
             names.size() > 1 ? names.front().toStdString() : "", names.back().toStdString());
         user = QString::fromStdString(directories.user);
         global = QString::fromStdString(directories.global);
-        arguments = QStringLiteral("--app '%1'").arg(parser.value("app"));
+        arguments = {"--app", parser.value("app")};
     } else {
         for (const auto &[name, directory] : {std::pair("user", user), std::pair("global", global)})
             if (!directory.isEmpty())
-                arguments += QStringLiteral("--%1 '%2' ").arg(QLatin1String(name), directory);
+                arguments += {QStringLiteral("--") + QLatin1String(name),
+                              QDir().absoluteFilePath(directory)};
     }
     std::vector<FileSource::Path> paths;
     if (!user.isEmpty())
@@ -62,7 +64,7 @@ int main(int count, char **arguments) {
     parser.addOption({"global", QObject::tr("The directory of the global file."), "DIR"});
     parser.addPositionalArgument("FILE", QObject::tr("A register file alone."), "[FILE]");
     parser.process(application);
-    QString selection;
+    QStringList selection;
     std::vector<FileSource::Path> paths;
     try {
         paths = selectedFiles(parser, selection);
@@ -72,7 +74,7 @@ int main(int count, char **arguments) {
     }
     if (paths.empty())
         parser.showHelp(2);
-    MainWindow window(std::move(paths), selection.trimmed());
+    MainWindow window(std::move(paths), std::move(selection));
     window.show();
     return QApplication::exec();
 }

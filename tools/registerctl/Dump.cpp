@@ -153,6 +153,15 @@ void copyContent(const Content &content, const RegisterFile &from, RegisterFile 
     }
 }
 
+void writeContent(const Content &content, RegisterFile &file) {
+    for (const auto &[name, literal] : content) {
+        if (literal.empty())
+            addGroup(file, normalName(name));
+        else
+            writeLiteral(file, name, literal);
+    }
+}
+
 void removeContent(RegisterFile &file, const std::string &prefix) {
     if (!prefix.empty())
         return file.delProperty(prefix);

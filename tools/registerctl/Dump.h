@@ -34,6 +34,8 @@ void readDump(const std::string &text, RegisterFile &file, const std::string &pr
 /// Copies content from one file to another, where it replaces properties of the same names. Throws
 /// `Failure` with `WrongValue` for a name that the target cannot hold.
 void copyContent(const Content &content, const RegisterFile &from, RegisterFile &to);
+/// Writes a content. Throws `Failure` with `WrongValue` for a name that the file cannot hold.
+void writeContent(const Content &content, RegisterFile &file);
 /// Removes a group or a property; with an empty prefix everything.
 void removeContent(RegisterFile &file, const std::string &prefix);
 
