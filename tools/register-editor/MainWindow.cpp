@@ -3,11 +3,12 @@
 #include "../registerctl/Dump.h"
 #include "../registerctl/Failure.h"
 #include "../registerctl/Literal.h"
+#include "DamagePage.h"
+#include "Details.h"
 #include "FilterModel.h"
 #include "NewPropertyDialog.h"
 #include "ValueDelegate.h"
-
-#include <qt/ValueVariant.h>
+#include "WrappedLabel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -17,18 +18,13 @@
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMessageBox>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QTableWidget>
 #include <QTimer>
 #include <QTreeView>
 #include <QUndoCommand>
@@ -40,7 +36,6 @@
 
 namespace registerEditor {
 
-using utils::properties::FileFault;
 using utils::properties::RegisterFileError;
 using utils::properties::RegisterModel;
 
@@ -75,11 +70,6 @@ private:
     const Tell _tell;
 };
 
-QString scopeName(RegisterScope scope) {
-    return scope == utils::properties::GlobalScope ? MainWindow::tr("global")
-                                                   : MainWindow::tr("user");
-}
-
 /// A text as one word of a shell.
 QString shellWord(QString text) {
     static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_./=:@%+,-]+$"));
@@ -88,22 +78,16 @@ QString shellWord(QString text) {
     return u'\'' + text.replace(u'\'', QLatin1String("'\\''")) + u'\'';
 }
 
-QLabel *wrappedLabel() {
-    auto *label = new QLabel;
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    return label;
-}
-
 } // namespace
 
 MainWindow::MainWindow(std::vector<FileSource::Path> paths, QStringList arguments)
     : _paths(std::move(paths)), _arguments(std::move(arguments)), _filter(new FilterModel(this)),
-      _pages(new QStackedWidget) {
+      _pages(new QStackedWidget), _damage(new DamagePage), _details(new Details) {
     setWindowTitle(QString::fromStdString(_paths.front().path));
     resize(900, 600);
     createTree();
-    createDamagePage();
+    connect(_damage, &DamagePage::tryAgain, this, &MainWindow::open);
+    _pages->addWidget(_damage);
     createActions();
     setCentralWidget(_pages);
     open();
@@ -118,7 +102,7 @@ void MainWindow::createTree() {
     _search->setPlaceholderText(tr("Search names and values"));
     _search->setClearButtonEnabled(true);
     auto *modifiedOnly = new QCheckBox(tr("&Modified only"));
-    _message = wrappedLabel();
+    _message = new WrappedLabel;
     _message->hide();
     _tree = new QTreeView;
     _tree->setModel(_filter);
@@ -154,56 +138,15 @@ void MainWindow::createTree() {
     auto *bar = new QHBoxLayout;
     bar->addWidget(_search);
     bar->addWidget(modifiedOnly);
-    createDetails();
-    auto *details = new QWidget;
-    auto *column = new QVBoxLayout(details);
-    for (QWidget *part : std::initializer_list<QWidget *>{_heading, _scopes, _showsThrough})
-        column->addWidget(part);
     auto *splitter = new QSplitter(Qt::Vertical);
     splitter->addWidget(_tree);
-    splitter->addWidget(details);
+    splitter->addWidget(_details);
     splitter->setStretchFactor(0, 1);
     auto *page = new QWidget;
     auto *layout = new QVBoxLayout(page);
     layout->addLayout(bar);
     layout->addWidget(splitter);
     layout->addWidget(_message);
-    _pages->addWidget(page);
-}
-
-void MainWindow::createDetails() {
-    _heading = wrappedLabel();
-    _showsThrough = wrappedLabel();
-    _scopes = new QTableWidget(0, 3);
-    _scopes->setHorizontalHeaderLabels({tr("Scope"), tr("Value"), tr("File")});
-    _scopes->verticalHeader()->hide();
-    _scopes->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
-    _scopes->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    _scopes->setSelectionMode(QAbstractItemView::NoSelection);
-    _scopes->setFocusPolicy(Qt::NoFocus);
-    _scopes->setMaximumHeight(120);
-}
-
-void MainWindow::createDamagePage() {
-    _damage = wrappedLabel();
-    _faults = new QPlainTextEdit;
-    _faults->setReadOnly(true);
-    auto *salvage = new QPushButton(tr("Use What Can &Still Be Read"));
-    auto *previous = new QPushButton(tr("Use the &Previous Settings"));
-    auto *again = new QPushButton(tr("&Try Again"));
-    connect(salvage, &QPushButton::clicked, this, &MainWindow::salvageFile);
-    connect(previous, &QPushButton::clicked, this, &MainWindow::restorePrevious);
-    connect(again, &QPushButton::clicked, this, &MainWindow::open);
-    auto *buttons = new QHBoxLayout;
-    for (QPushButton *button : {salvage, previous, again})
-        buttons->addWidget(button);
-    buttons->addStretch();
-    auto *page = new QWidget;
-    auto *layout = new QVBoxLayout(page);
-    layout->addWidget(_damage);
-    layout->addWidget(_faults);
-    layout->addWidget(wrappedLabel());
-    layout->addLayout(buttons);
     _pages->addWidget(page);
 }
 
@@ -265,7 +208,9 @@ void MainWindow::open() {
         _source = source.get();
         _model = std::make_unique<RegisterModel>(std::move(source));
     } catch (const RegisterFileError &error) {
-        showDamage(error);
+        _damage->showFault(error);
+        _pages->setCurrentIndex(1);
+        updateActions();
         return;
     }
     connect(_model.get(), &RegisterModel::writeFailed, this, &MainWindow::showMessage);
@@ -286,69 +231,6 @@ void MainWindow::open() {
                     ? tr("A running application will overwrite the user's file when it saves.")
                     : QString());
     showDetails();
-}
-
-void MainWindow::showDamage(const RegisterFileError &error) {
-    _damagedPath = error.path();
-    _damage->setText(tr("<b>%1</b><br>%2<br><br>The file is not changed until you choose what to "
-                        "do. It is kept beside the new one, as \"%1.damaged\".")
-                         .arg(QString::fromStdString(error.path()).toHtmlEscaped(),
-                              QString::fromStdString(error.reason()).toHtmlEscaped()));
-    std::vector<FileFault> faults;
-    std::ostringstream text;
-    try {
-        const RegisterFile found = RegisterFile::salvage(error.path(), error.path(), faults);
-        for (const FileFault &fault : faults)
-            text << "# byte " << fault.offset << ": " << fault.what << '\n';
-        registerctl::writeDump(text, registerctl::contentOf(found, {}));
-    } catch (const RegisterFileError &hopeless) {
-        text << hopeless.reason() << '\n';
-    }
-    _faults->setPlainText(QString::fromStdString(text.str()));
-    _pages->setCurrentIndex(1);
-    updateActions();
-}
-
-/// Renames the damaged file and saves another one in its place. If that fails, the damaged one is
-/// back. Throws `RegisterFileError`.
-void MainWindow::replaceDamaged(RegisterFile file) {
-    const QString path = QString::fromStdString(_damagedPath);
-    QString aside = path + QLatin1String(".damaged");
-    for (int number = 2; QFile::exists(aside); ++number)
-        aside = path + QStringLiteral(".damaged.%1").arg(number);
-    if (!QFile::rename(path, aside))
-        throw RegisterFileError("", _damagedPath, std::nullopt,
-                                tr("The file cannot be renamed.").toStdString());
-    try {
-        file.save();
-    } catch (const RegisterFileError &) {
-        QFile::rename(aside, path);
-        throw;
-    }
-}
-
-void MainWindow::salvageFile() {
-    useContentOf(_damagedPath);
-}
-
-void MainWindow::restorePrevious() {
-    useContentOf(_damagedPath + ".previous");
-}
-
-/// Replaces the damaged file by what can be read in a file, which for another one is all of it.
-void MainWindow::useContentOf(const std::string &path) {
-    try {
-        std::vector<FileFault> faults;
-        RegisterFile found = RegisterFile::salvage(path, _damagedPath, faults);
-        if (!faults.empty() && path != _damagedPath)
-            throw RegisterFileError("", path, std::nullopt,
-                                    tr("It is damaged, too.").toStdString());
-        replaceDamaged(std::move(found));
-    } catch (const RegisterFileError &error) {
-        QMessageBox::critical(this, tr("Nothing Changed"),
-                              QString::fromStdString(error.path() + ": " + error.reason()));
-    }
-    open();
 }
 
 QModelIndex MainWindow::selected() const {
@@ -446,47 +328,12 @@ void MainWindow::exportDump() {
 }
 
 void MainWindow::showDetails() {
-    const QModelIndex at = selected();
-    const QModelIndex source = _filter->mapToSource(at);
-    _scopes->setRowCount(0);
-    _heading->setText(at.isValid() ? QStringLiteral("<b>%1</b>").arg(selectedPath().toHtmlEscaped())
-                                   : tr("Nothing is selected."));
-    _showsThrough->clear();
     updateActions();
-    if (at.data(RegisterModel::IsGroupRole).toBool()) {
-        const registerctl::Content inside =
-            registerctl::contentOf(_source->file(scope()), selectedPath().toStdString());
-        _showsThrough->setText(
-            tr("A reset removes all that the file of the scope %1 has here; it has %n value(s).",
-               nullptr, static_cast<int>(inside.size()))
-                .arg(scopeName(scope())));
-    }
-    if (!at.isValid() || at.data(RegisterModel::IsGroupRole).toBool())
-        return;
-    const auto from = model().origin(source);
-    for (const RegisterScope scope : _source->scopes()) {
-        const PropertyValue value = model().value(source, scope);
-        const bool isThere = !std::holds_alternative<std::monostate>(value);
-        const int row = _scopes->rowCount();
-        _scopes->insertRow(row);
-        const QString text = !isThere ? tr("(nothing)")
-                             : scope == from
-                                 ? utils::properties::displayText(value)
-                                 : tr("%1 (hidden)").arg(utils::properties::displayText(value));
-        _scopes->setItem(row, 0, new QTableWidgetItem(scopeName(scope)));
-        _scopes->setItem(row, 1, new QTableWidgetItem(text));
-        _scopes->setItem(row, 2,
-                         new QTableWidgetItem(QString::fromStdString(_source->path(scope))));
-    }
-    _scopes->resizeColumnToContents(2);
-    if (at.data(RegisterModel::ModifiedRole).toBool() && _source->scopes().size() > 1) {
-        const PropertyValue below = model().value(source, utils::properties::GlobalScope);
-        _showsThrough->setText(
-            std::holds_alternative<std::monostate>(below)
-                ? tr("A reset removes it; the application then uses its default.")
-                : tr("A reset shows the global value: %1")
-                      .arg(utils::properties::displayText(below)));
-    }
+    const QModelIndex at = _filter->mapToSource(selected());
+    if (at.isValid())
+        _details->showName(model(), *_source, at, scope());
+    else
+        _details->showNothing();
 }
 
 void MainWindow::showMessage(const QString &text) {

@@ -13,13 +13,13 @@
 
 class QLabel;
 class QLineEdit;
-class QPlainTextEdit;
 class QStackedWidget;
-class QTableWidget;
 class QTreeView;
 
 namespace registerEditor {
 
+class DamagePage;
+class Details;
 class FilterModel;
 
 /// Shows and edits the files of one register. A file that is damaged is shown as such, with what
@@ -36,16 +36,9 @@ public:
 private:
     // The window's parts; each creates its widgets and connects them.
     void createTree();
-    void createDetails();
-    void createDamagePage();
     void createActions();
 
     void open();
-    void showDamage(const utils::properties::RegisterFileError &error);
-    void salvageFile();
-    void restorePrevious();
-    void useContentOf(const std::string &path);
-    void replaceDamaged(RegisterFile file);
 
     RegisterScope scope() const;
     void replace(Content from, Content to, const QString &text);
@@ -74,14 +67,13 @@ private:
     utils::properties::PostOnce _post; ///< posts `showDetails`
 
     QStackedWidget *_pages;
+    DamagePage *_damage;
+    Details *_details;
     QLineEdit *_search;
     QTreeView *_tree;
-    QLabel *_heading, *_showsThrough, *_message, *_damage;
-    QTableWidget *_scopes;
-    QPlainTextEdit *_faults;
+    QLabel *_message;
     QAction *_new, *_edit, *_reset, *_copyName, *_copyValue, *_copyCommand, *_import, *_export,
         *_find, *_global;
-    std::string _damagedPath;
 };
 
 } // namespace registerEditor
