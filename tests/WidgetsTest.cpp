@@ -183,6 +183,15 @@ TEST(SettingsBinder, bindsEachKindOfWidget) {
     EXPECT_EQ(Property<QStringList>("list").value(), QStringList("b"));
     list.item(0)->setText("c");
     EXPECT_EQ(Property<QStringList>("list").value(), QStringList("c"));
+
+    QListView view;
+    binder.bind(Property<QStringList>("list"), &view);
+    ASSERT_TRUE(view.model());
+    view.model()->insertRow(1);
+    view.model()->setData(view.model()->index(1, 0), "d");
+    EXPECT_EQ(Property<QStringList>("list").value(), QStringList({"c", "d"}));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return list.count() == 2; }));
+    EXPECT_EQ(list.item(1)->text(), "d");
 }
 
 } // namespace

@@ -10,12 +10,14 @@
 #include <QEvent>
 #include <QKeySequenceEdit>
 #include <QLineEdit>
+#include <QListView>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScopedValueRollback>
 #include <QSlider>
 #include <QSpinBox>
+#include <QStringListModel>
 #include <QTextEdit>
 
 #include <algorithm>
@@ -349,30 +351,49 @@ SettingsBinder::Editor SettingsBinder::editorOf(QKeySequenceEdit *edit) {
             onSignal(edit, &QKeySequenceEdit::keySequenceChanged)};
 }
 
-SettingsBinder::Editor SettingsBinder::editorOf(QListWidget *list) {
+namespace {
+
+QStringList textsOf(const QListView *list) {
+    QStringList texts;
+    const QAbstractItemModel *const model = list->model();
+    for (int row = 0; model && row < model->rowCount(); ++row)
+        texts.append(model->index(row, list->modelColumn()).data(Qt::EditRole).toString());
+    return texts;
+}
+
+void showTexts(QListView *list, const QStringList &texts) {
+    QAbstractItemModel *const model = list->model();
+    if (!model) // it was destroyed
+        return;
+    const int count = static_cast<int>(texts.size());
+    if (const int missing = count - model->rowCount(); missing > 0)
+        model->insertRows(model->rowCount(), missing);
+    else if (missing < 0)
+        model->removeRows(count, -missing);
+    for (int row = 0; row < count; ++row)
+        model->setData(model->index(row, list->modelColumn()), texts[row], Qt::EditRole);
+    if (auto *items = qobject_cast<QListWidget *>(list))
+        for (int row = 0; row < count; ++row)
+            items->item(row)->setFlags(items->item(row)->flags() | Qt::ItemIsEditable);
+}
+
+} // namespace
+
+SettingsBinder::Editor SettingsBinder::editorOf(QListView *list) {
+    if (!list->model())
+        list->setModel(new QStringListModel(list));
     return {list,
-            [list] {
-                QStringList texts;
-                for (int row = 0; row < list->count(); ++row)
-                    texts.append(list->item(row)->text());
-                return texts;
-            },
-            [list](const QVariant &value) {
-                list->clear();
-                list->addItems(value.toStringList());
-                for (int row = 0; row < list->count(); ++row)
-                    list->item(row)->setFlags(list->item(row)->flags() | Qt::ItemIsEditable);
-            },
+            [list] { return textsOf(list); },
+            [list](const QVariant &value) { showTexts(list, value.toStringList()); },
             {},
             {},
             [list](QObject *context, std::function<void()> function) {
-                // Removed rows are still counted when QListWidget itself signals.
-                for (auto signal :
-                     {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
+                using Model = QAbstractItemModel;
+                for (auto signal : {&Model::rowsInserted, &Model::rowsRemoved})
                     QObject::connect(list->model(), signal, context, function);
-                QObject::connect(list->model(), &QAbstractItemModel::rowsMoved, context, function);
-                QObject::connect(list->model(), &QAbstractItemModel::dataChanged, context,
-                                 function);
+                QObject::connect(list->model(), &Model::rowsMoved, context, function);
+                QObject::connect(list->model(), &Model::dataChanged, context, function);
+                QObject::connect(list->model(), &Model::modelReset, context, function);
             }};
 }
 

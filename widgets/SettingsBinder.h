@@ -27,7 +27,7 @@ class QDialogButtonBox;
 class QDoubleSpinBox;
 class QKeySequenceEdit;
 class QLineEdit;
-class QListWidget;
+class QListView;
 class QPlainTextEdit;
 class QSpinBox;
 class QTextEdit;
@@ -57,7 +57,10 @@ public:
     ///@{
     /// Binds a property to a widget. The value of a combo box is the data of its items, never the
     /// index; an empty box gets an item for each choice that the property's limits name. The value
-    /// of a button group is the id of the button. The value of a list is the texts of its items.
+    /// of a button group is the id of the button. The value of a list view is the texts of its
+    /// model, which has to be able to insert rows and to stay; a view without a model gets one. A
+    /// number box or slider for a property without limits needs a range of its own: it cannot show
+    /// what lies outside.
     template <class Value>
     void bind(Property<Value> property, QCheckBox *box) {
         bindAs<bool>(std::move(property), editorOf(box));
@@ -111,7 +114,7 @@ public:
         bindAs<QKeySequence>(std::move(property), editorOf(edit));
     }
     template <class Value>
-    void bind(Property<Value> property, QListWidget *list) {
+    void bind(Property<Value> property, QListView *list) {
         bindAs<QStringList>(std::move(property), editorOf(list));
     }
     ///@}
@@ -184,7 +187,7 @@ private:
     static Editor editorOf(QTimeEdit *edit);
     static Editor editorOf(QDateTimeEdit *edit);
     static Editor editorOf(QKeySequenceEdit *edit);
-    static Editor editorOf(QListWidget *list);
+    static Editor editorOf(QListView *list);
 
     /// Between the value of a property and the type that the widget edits.
     template <class Shown, class Value>
