@@ -1,6 +1,8 @@
 #include "tests/Support.h"
 
+#include "qt/AutoSave.h"
 #include "register/QtTypes.h"
+#include "register/RegisterFile.h"
 #include "register/TestRegister.h"
 #include "widgets/SettingsBinder.h"
 
@@ -192,6 +194,17 @@ TEST(SettingsBinder, bindsEachKindOfWidget) {
     EXPECT_EQ(Property<QStringList>("list").value(), QStringList({"c", "d"}));
     EXPECT_TRUE(QTest::qWaitFor([&] { return list.count() == 2; }));
     EXPECT_EQ(list.item(1)->text(), "d");
+}
+
+// A slot of AutoSave is connected by the names of the signal and of itself.
+TEST(AutoSave, savesWhenTheSessionEnds) {
+    const TestRegister reg;
+    const AutoSave autoSave(std::chrono::hours(1));
+    Property<int>("one").set(1);
+    char unused = 0; // a session manager has no public constructor
+    emit qApp->commitDataRequest(reinterpret_cast<QSessionManager &>(unused));
+    EXPECT_TRUE(
+        RegisterFile(_Register::_UserRegisterPath + "/Brevolant.dat").propertyExists("one"));
 }
 
 } // namespace
