@@ -163,6 +163,20 @@ TEST_F(Editor, keepsWhatIsTypedAndWhatIsNot) {
     EXPECT_EQ(std::get<std::string>(RegisterFile(_user).readAny("long")).size(),
               longText.size() + 1);
 
+    select("recent/files");
+    auto *list = type<QLineEdit>("[\"c\"");
+    accept(list);
+    EXPECT_TRUE(list->isVisible() && showsText("lacks")) << "no value, and not lost";
+    QTest::keyClicks(list, "]");
+    accept(list);
+    EXPECT_EQ(std::get<std::vector<std::string>>(RegisterFile(_user).readAny("recent/files")),
+              std::vector<std::string>{"c"});
+    file._writeStrings("recent/files", {"d"});
+    file.save();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown("recent/files") == "[\"d\"]"; }));
+    trigger("Undo");
+    EXPECT_EQ(shown("recent/files"), "[\"d\"]") << "not what was undone";
+
     select("ui/theme");
     auto *line = type<QLineEdit>("mine");
     file._writeString("ui/theme", "theirs");

@@ -80,6 +80,8 @@ TEST_F(Dialog, WritesOnlyWhatIsTouched) {
 }
 
 TEST_F(Dialog, RestoresWhatLiesBelow) {
+    Property<int>("size").set(1000); // outside the limits
+    EXPECT_FALSE(_binder.isDefault());
     _size.set(40);
     _name.set("me");
     QApplication::processEvents();
@@ -90,6 +92,10 @@ TEST_F(Dialog, RestoresWhatLiesBelow) {
     EXPECT_EQ(_size.value(), 40) << "before Apply";
     EXPECT_TRUE(_binder.isDefault());
     QTest::keyClicks(&_line, "!");
+    _size.set(41);
+    QApplication::processEvents();
+    EXPECT_EQ(_conflicts.count(), 1) << "Ok will remove another's value";
+    EXPECT_EQ(_box.value(), 20);
     click(QDialogButtonBox::Ok);
     EXPECT_FALSE(_size.isSet()) << "removed, not written";
     EXPECT_EQ(_name.value(), "none!");
@@ -122,6 +128,12 @@ TEST_F(Dialog, RefusesAndGoesOn) {
     EXPECT_EQ(refused[0][0], "size");
     EXPECT_EQ(_box.value(), 500) << "nothing is lost";
     EXPECT_EQ(_name.value(), "nonex") << "the others are written";
+    QSignalSpy accepted(&_binder, &SettingsBinder::accepted);
+    click(QDialogButtonBox::Ok);
+    EXPECT_EQ(accepted.count(), 0) << "the dialog must stay";
+    _box.setValue(50);
+    click(QDialogButtonBox::Ok);
+    EXPECT_EQ(accepted.count(), 1);
 }
 
 TEST_F(Dialog, TheWheelNeedsTheFocus) {
@@ -168,6 +180,20 @@ TEST(SettingsBinder, bindsEachKindOfWidget) {
     combo.insertItem(0, "first", "a");
     combo.setCurrentIndex(combo.findData("a"));
     EXPECT_EQ(Property<QString>("combo").value(), "a") << "the data, not the index";
+
+    QComboBox plain;
+    plain.addItems({"red", "green"});
+    plain.setEditable(true);
+    binder.bind(Property<QString>("plain", "green"), &plain);
+    EXPECT_EQ(plain.currentText(), "green") << "the text of an item without data";
+    plain.setCurrentIndex(0);
+    EXPECT_EQ(Property<QString>("plain").value(), "red");
+    plain.setEditText("blue");
+    EXPECT_EQ(Property<QString>("plain").value(), "blue");
+
+    QSpinBox unlimited;
+    binder.bind(Property<int>("unlimited", -500), &unlimited);
+    EXPECT_EQ(unlimited.value(), -500);
 
     QDateEdit date;
     binder.bind(Property<QDate>("date", QDate(2026, 1, 1)), &date);

@@ -21,6 +21,7 @@
 #include <QTextEdit>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace utils::properties {
@@ -38,6 +39,11 @@ struct SettingsBinder::Binding {
 SettingsBinder::SettingsBinder(QObject *parent) : QObject(parent) {}
 
 SettingsBinder::~SettingsBinder() = default;
+
+bool SettingsBinder::hasOwnValue(const std::string &name, RegisterScope scope) {
+    const _Register &reg = initializedRegister();
+    return reg.propertyExists(name, scope) && !reg.groupExists(name, scope);
+}
 
 void SettingsBinder::add(Setting setting, Editor editor) {
     _bindings.push_back(std::make_unique<Binding>(Binding{std::move(setting), std::move(editor)}));
@@ -78,12 +84,18 @@ void SettingsBinder::edited(Binding &binding) {
 void SettingsBinder::changedOutside(Binding &binding) {
     if (binding.isShowing) // this object has written it
         return;
-    if (!binding.isPending())
+    if (binding.willReset) {
+        binding.willReset = binding.setting.isSet();
+        show(binding, binding.setting.valueAfterReset());
+        if (binding.willReset)
+            emit conflict(QString::fromStdString(binding.setting.name));
+    } else if (!binding.isTouched) {
         show(binding, binding.setting.value());
-    else if (binding.isTouched && binding.editor.value() == binding.setting.value())
+    } else if (binding.editor.value() == binding.setting.value()) {
         binding.isTouched = false;
-    else if (binding.isTouched)
+    } else {
         emit conflict(QString::fromStdString(binding.setting.name));
+    }
     update();
 }
 
@@ -103,7 +115,7 @@ bool SettingsBinder::write(Binding &binding) {
     return true;
 }
 
-void SettingsBinder::apply() {
+bool SettingsBinder::apply() {
     std::vector<Binding *> written;
     try {
         initializedRegister().changeInOneStep(this, [&] {
@@ -117,6 +129,7 @@ void SettingsBinder::apply() {
     for (Binding *binding : written)
         show(*binding, binding->setting.value());
     update();
+    return !hasChanged();
 }
 
 void SettingsBinder::reset() {
@@ -156,6 +169,14 @@ void SettingsBinder::update() {
         emit isDefaultChanged(_isDefault);
 }
 
+const QVariant &SettingsBinder::number(const QVariant &shown) {
+    bool isNumber = false;
+    shown.toDouble(&isNumber);
+    if (!isNumber)
+        throw Exception(tr("\"%1\" is not a number.").arg(shown.toString()).toStdString());
+    return shown;
+}
+
 void SettingsBinder::setImmediate(bool isImmediate) {
     _isImmediate = isImmediate;
     if (isImmediate)
@@ -179,9 +200,13 @@ void SettingsBinder::setButtonBox(QDialogButtonBox *box) {
 void SettingsBinder::clicked(QDialogButtonBox *box, QAbstractButton *button) {
     switch (box->standardButton(button)) {
     case QDialogButtonBox::Apply:
+        apply();
+        return;
     case QDialogButtonBox::Ok:
     case QDialogButtonBox::Save:
-        return apply();
+        if (apply())
+            emit accepted();
+        return;
     case QDialogButtonBox::Reset:
     case QDialogButtonBox::Cancel:
     case QDialogButtonBox::Discard:
@@ -237,6 +262,9 @@ SettingsBinder::Editor SettingsBinder::editorOf(QButtonGroup *group) {
 }
 
 SettingsBinder::Editor SettingsBinder::editorOf(QSpinBox *box) {
+    if (const QSpinBox fresh;
+        box->minimum() == fresh.minimum() && box->maximum() == fresh.maximum())
+        box->setRange(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     return {box,
             [box] { return box->value(); },
             [box](const QVariant &value) { box->setValue(value.toInt()); },
@@ -296,17 +324,42 @@ SettingsBinder::Editor SettingsBinder::editorOf(QTextEdit *edit) {
             onSignal(edit, &QTextEdit::textChanged)};
 }
 
+namespace {
+
+QVariant valueOf(const QComboBox *box) {
+    const bool isTyped = box->currentText() != box->itemText(box->currentIndex());
+    const QVariant data = box->currentData();
+    return isTyped || !data.isValid() ? box->currentText() : data;
+}
+
+void showValue(QComboBox *box, const QVariant &value) {
+    const int data = box->findData(value);
+    const int at =
+        data >= 0 ? data
+                  : box->findText(value.toString(), Qt::MatchFixedString | Qt::MatchCaseSensitive);
+    box->setCurrentIndex(at);
+    if (at < 0 && box->isEditable())
+        box->setEditText(value.toString());
+}
+
+} // namespace
+
 SettingsBinder::Editor SettingsBinder::editorOf(QComboBox *box) {
     const bool wasEmpty = box->count() == 0;
     return {box,
-            [box] { return box->currentData(); },
-            [box](const QVariant &value) { box->setCurrentIndex(box->findData(value)); },
+            [box] { return valueOf(box); },
+            [box](const QVariant &value) { showValue(box, value); },
             {},
             [box, wasEmpty](const QVariant &choice) {
                 if (wasEmpty)
                     box->addItem(choice.toString(), choice);
             },
-            onSignal(box, qOverload<int>(&QComboBox::currentIndexChanged))};
+            [box](QObject *context, std::function<void()> function) {
+                QObject::connect(box, qOverload<int>(&QComboBox::currentIndexChanged), context,
+                                 [function] { function(); });
+                QObject::connect(box, &QComboBox::editTextChanged, context,
+                                 [function] { function(); });
+            }};
 }
 
 SettingsBinder::Editor SettingsBinder::editorOf(QDateEdit *edit) {

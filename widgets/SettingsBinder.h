@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -55,12 +56,12 @@ public:
     ~SettingsBinder() override;
 
     ///@{
-    /// Binds a property to a widget. The value of a combo box is the data of its items, never the
-    /// index; an empty box gets an item for each choice that the property's limits name. The value
-    /// of a button group is the id of the button. The value of a list view is the texts of its
-    /// model, which has to be able to insert rows and to stay; a view without a model gets one. A
-    /// number box or slider for a property without limits needs a range of its own: it cannot show
-    /// what lies outside.
+    /// Binds a property to a widget. The value of a combo box is the data of its items, or their
+    /// text where they have none, and what is typed into it, never the index; an empty box gets an
+    /// item for each choice that the property's limits name. The value of a button group is the id
+    /// of the button. The value of a list view is the texts of its model, which has to be able to
+    /// insert rows and to stay; a view without a model gets one. A number box or slider for a
+    /// property without limits needs a range of its own: it cannot show what lies outside.
     template <class Value>
     void bind(Property<Value> property, QCheckBox *box) {
         bindAs<bool>(std::move(property), editorOf(box));
@@ -119,21 +120,23 @@ public:
     }
     ///@}
 
-    /// Wires the buttons of a box: Apply, Ok, Reset, Cancel and Restore Defaults. Ok applies before
-    /// the dialog is accepted, Cancel discards.
+    /// Wires the buttons of a box: Apply, Ok, Reset, Cancel and Restore Defaults. Ok applies and
+    /// then emits `accepted`; connect that to the dialog, not the signal of the box, which also
+    /// comes when a value was refused.
     void setButtonBox(QDialogButtonBox *box);
     /// With true, each edit is written at once.
     void setImmediate(bool isImmediate);
 
     /// True when something is not applied yet.
     bool hasChanged() const;
-    /// True when no property has a value of its own, or none after `apply`.
+    /// True when no property has a value of its own, not even one that it refuses, or none after
+    /// `apply`.
     bool isDefault() const;
 
 public slots:
     /// Writes what the user has touched, as one step, and resets what `restoreDefaults` showed.
-    /// What is refused stays as it is in its widget.
-    void apply();
+    /// What is refused stays as it is in its widget; returns false then.
+    bool apply();
     /// Discards what is not applied.
     void reset();
     /// Shows the values that lie below those of the user; `apply` then resets the properties.
@@ -142,7 +145,9 @@ public slots:
 signals:
     void hasChangedChanged(bool hasChanged); ///< see `hasChanged`
     void isDefaultChanged(bool isDefault);   ///< see `isDefault`
-    /// A property that the user has edited was changed by others. The edit stays.
+    void accepted(); ///< Ok of the button box was clicked, and all was written
+    /// A property that the user has edited, or that waits for its reset, was changed by others.
+    /// What the user has done stays.
     void conflict(const QString &name);
     /// A value was not written, and why.
     void refused(const QString &name, const QString &reason);
@@ -204,13 +209,23 @@ private:
         if constexpr (std::is_same_v<Value, std::string>)
             return shown.toString().toStdString();
         else if constexpr (std::is_enum_v<Value>)
-            return shown.canConvert<Value>() ? shown.value<Value>() : Value(shown.toInt());
+            return shown.canConvert<Value>() ? shown.value<Value>() : Value(number(shown).toInt());
+        else if constexpr (std::is_arithmetic_v<Value>)
+            return number(shown).value<Value>();
         else
             return shown.value<Value>();
     }
+    /// The value itself. Throws `utils::Exception` for what is not a number, such as another text
+    /// in a combo box.
+    static const QVariant &number(const QVariant &shown);
 
     template <class Shown, class Value>
     void bindAs(Property<Value> property, Editor editor) {
+        if constexpr (std::is_arithmetic_v<Value> && std::is_arithmetic_v<Shown>)
+            static_assert(std::numeric_limits<Value>::digits <=
+                                  std::numeric_limits<Shown>::digits &&
+                              (std::is_integral_v<Value> || !std::is_integral_v<Shown>),
+                          "The widget cannot show all values of the property.");
         if (const Range<Value> *range = property.limits().range(); range && editor.setRange)
             editor.setRange(toWidget<Shown>(range->min), toWidget<Shown>(range->max));
         if (editor.addChoice)
@@ -220,12 +235,14 @@ private:
         LiveProperty<Value> *const at = live.get();
         add({property.name(), std::move(live), [at] { return toWidget<Shown>(at->value()); },
              [property] { return toWidget<Shown>(property.valueAfterReset()); },
-             [property] { return property.isSet(); },
+             [property] { return hasOwnValue(property.name(), property.scope()); },
              [at](const QVariant &value) { at->set(fromWidget<Value>(value)); },
              [at] { at->reset(); }},
             std::move(editor));
     }
 
+    /// True also for a value that the property refuses: a reset removes it.
+    static bool hasOwnValue(const std::string &name, RegisterScope scope);
     void add(Setting setting, Editor editor);
     void edited(Binding &binding);
     void changedOutside(Binding &binding);

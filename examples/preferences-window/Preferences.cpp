@@ -43,12 +43,12 @@ Preferences::Preferences(QWidget *parent) : QDialog(parent) {
     _binder.bind(settings::zoom, zoom);
     _binder.bind(settings::showStatus, showStatus);
     _binder.setButtonBox(buttons);
+    connect(&_binder, &SettingsBinder::accepted, this, &QDialog::accept);
     connect(&_binder, &SettingsBinder::conflict, message, [message](const QString &name) {
         message->setText(name + " was changed elsewhere. Apply writes your value.");
     });
     //! [bind]
     connect(&_binder, &SettingsBinder::refused, message,
             [message](const QString &, const QString &reason) { message->setText(reason); });
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 }

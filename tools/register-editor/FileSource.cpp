@@ -1,5 +1,6 @@
 #include "FileSource.h"
 
+#include "../registerctl/Failure.h"
 #include "../registerctl/Literal.h"
 
 #include <QFileInfo>
@@ -46,6 +47,17 @@ void removeEntry(RegisterFile &file, const std::string &entry) {
         file.delProperty(group);
 }
 
+/// Throws when a property is not as in `expected`.
+void checkUnchanged(const RegisterFile &file, const std::string &name, const Content &expected) {
+    if (name.back() == '/')
+        return;
+    const Content now = isProperty(file, name) ? registerctl::contentOf(file, name) : Content();
+    const auto wanted = expected.find(name);
+    if (now != (wanted == expected.end() ? Content() : Content{*wanted}))
+        throw registerctl::Failure(registerctl::WrongValue,
+                                   registerctl::nameToText(name) + " was changed meanwhile.");
+}
+
 void change(RegisterFile &file, const Content &from, const Content &to) {
     for (const auto &[name, literal] : from)
         if (to.count(name) == 0)
@@ -78,7 +90,7 @@ void FileSource::watch() {
 
 void FileSource::refresh() {
     watch();
-    QString error;
+    _error.clear();
     for (Layer &each : _layers) {
         try {
             RegisterFile now(each.file.path());
@@ -88,10 +100,10 @@ void FileSource::refresh() {
             for (const registerctl::Difference &change : registerctl::differences(before, after))
                 tell((change.before ? change.before : change.after)->first);
         } catch (const RegisterFileError &failure) {
-            error = QString::fromUtf8(failure.what());
+            _error = QString::fromUtf8(failure.what());
         }
     }
-    emit readFailed(error);
+    emit refreshed();
 }
 
 FileSource::Layer &FileSource::layer(RegisterScope scope) {
@@ -107,8 +119,15 @@ const std::string &FileSource::path(RegisterScope scope) const {
     return layer(scope).file.path();
 }
 
-bool FileSource::willBeOverwritten() const {
-    return _layers.front().file.willBeOverwritten();
+QString FileSource::notice() const {
+    const RegisterFile &edited = _layers.front().file;
+    if (!_error.isEmpty())
+        return _error;
+    if (edited.willBeOverwritten())
+        return tr("A running application will overwrite the file when it saves.");
+    if (!QFileInfo::exists(toQString(edited.path())))
+        return tr("The file does not exist yet. The first change creates it.");
+    return {};
 }
 
 std::vector<RegisterScope> FileSource::scopes() const {
@@ -173,6 +192,9 @@ Content FileSource::contentBefore(const Content &to, RegisterScope scope) const 
 
 void FileSource::replace(const Content &from, const Content &to, RegisterScope scope) {
     RegisterFile &file = layer(scope).file;
+    for (const Content &side : {std::cref(from), std::cref(to)})
+        for (const auto &[name, literal] : side)
+            checkUnchanged(file, name, from);
     try {
         change(file, from, to);
         for (const std::string &taken : file.save().taken)

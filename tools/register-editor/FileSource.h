@@ -44,8 +44,9 @@ public:
     /// `to` has. Saves that as one step and tells the listener. Throws `std::exception`; then
     /// nothing has changed.
     void replace(const Content &from, const Content &to, RegisterScope scope);
-    /// True when a running application will overwrite the file of the user scope.
-    bool willBeOverwritten() const;
+    /// What the user should know: a file cannot be read now, does not exist yet, or a running
+    /// application will overwrite it.
+    QString notice() const;
 
     std::vector<RegisterScope> scopes() const override;
     std::vector<Member> members(const std::string &group, RegisterScope scope) const override;
@@ -57,9 +58,8 @@ public:
     void setListener(std::function<void(const std::string &)> listener) override;
 
 signals:
-    /// A file was replaced and cannot be read now; what was read before stays. Empty when it can be
-    /// read again.
-    void readFailed(const QString &error);
+    /// `notice` may have changed.
+    void refreshed();
 
 private:
     struct Layer {
@@ -77,6 +77,7 @@ private:
     std::function<void(const std::string &)> _listener;
     QFileSystemWatcher _watcher;
     QTimer _settle;
+    QString _error; ///< of the last refresh; what was read before stays
 };
 
 } // namespace registerEditor

@@ -104,6 +104,7 @@ void MainWindow::createTree() {
     auto *modifiedOnly = new QCheckBox(tr("&Modified only"));
     _message = new WrappedLabel;
     _message->hide();
+    _notice = new WrappedLabel;
     _tree = new QTreeView;
     _tree->setModel(_filter);
     _tree->setUniformRowHeights(true);
@@ -147,6 +148,7 @@ void MainWindow::createTree() {
     layout->addLayout(bar);
     layout->addWidget(splitter);
     layout->addWidget(_message);
+    layout->addWidget(_notice);
     _pages->addWidget(page);
 }
 
@@ -169,9 +171,10 @@ void MainWindow::createActions() {
     _new->setShortcut(QKeySequence::New);
     _edit = change->addAction(tr("&Edit the Value"), this, &MainWindow::editSelected);
     _edit->setShortcuts({Qt::Key_F2, Qt::Key_Return, Qt::Key_Enter});
-    _edit->setShortcutContext(Qt::WidgetShortcut); // Return has its own meaning elsewhere
     _reset = change->addAction(tr("&Reset"), this, &MainWindow::reset);
     _reset->setShortcut(QKeySequence::Delete);
+    for (QAction *action : {_edit, _reset}) // the keys have their own meaning in other widgets
+        action->setShortcutContext(Qt::WidgetShortcut);
     _global = change->addAction(tr("Edit the &Global File"), this, &MainWindow::showDetails);
     _global->setCheckable(true);
     change->addSeparator();
@@ -214,7 +217,7 @@ void MainWindow::open() {
         return;
     }
     connect(_model.get(), &RegisterModel::writeFailed, this, &MainWindow::showMessage);
-    connect(_source, &FileSource::readFailed, this, &MainWindow::showMessage);
+    connect(_source, &FileSource::refreshed, this, &MainWindow::showNotice);
     const auto changed = [this] { _post(this, &MainWindow::showDetails); };
     for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
         connect(_model.get(), signal, this, changed);
@@ -227,9 +230,7 @@ void MainWindow::open() {
     _tree->header()->resizeSection(RegisterModel::ValueColumn, 320);
     _tree->expandToDepth(0);
     _pages->setCurrentIndex(0);
-    showMessage(_source->willBeOverwritten()
-                    ? tr("A running application will overwrite the user's file when it saves.")
-                    : QString());
+    showMessage({});
     showDetails();
 }
 
@@ -336,9 +337,16 @@ void MainWindow::showDetails() {
         _details->showNothing();
 }
 
+/// Shows what the last step has to tell, and the notice of the source.
 void MainWindow::showMessage(const QString &text) {
     _message->setText(text);
     _message->setVisible(!text.isEmpty());
+    showNotice();
+}
+
+void MainWindow::showNotice() {
+    _notice->setText(_source->notice());
+    _notice->setVisible(!_notice->text().isEmpty());
 }
 
 void MainWindow::updateActions() {

@@ -52,6 +52,7 @@ private:
 
     void showDetails();
     void showMessage(const QString &text);
+    void showNotice();
     void updateActions();
     QString selectedPath() const;
     QModelIndex selected() const;
@@ -71,7 +72,7 @@ private:
     Details *_details;
     QLineEdit *_search;
     QTreeView *_tree;
-    QLabel *_message;
+    QLabel *_message, *_notice;
     QAction *_new, *_edit, *_reset, *_copyName, *_copyValue, *_copyCommand, *_import, *_export,
         *_find, *_global;
 };

@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QSortFilterProxyModel>
 #include <QSpinBox>
+#include <QValidator>
 
 #include <limits>
 #include <stdexcept>
@@ -58,6 +59,32 @@ void setText(QWidget *editor, const QString &text) {
         qobject_cast<QLineEdit *>(editor)->setText(text);
 }
 
+/// Keeps an editor open as long as its text is not a value of the type.
+class ValueValidator : public QValidator {
+public:
+    ValueValidator(const ValueDelegate &delegate, PropertyValue like, QObject *parent)
+        : QValidator(parent), _delegate(delegate), _like(std::move(like)) {}
+
+    State validate(QString &text, int &) const override {
+        return reason(text).isEmpty() ? Acceptable : Intermediate;
+    }
+    /// Called when the user ends an edit that is not acceptable.
+    void fixup(QString &text) const override { emit _delegate.message(reason(text)); }
+
+private:
+    QString reason(const QString &text) const {
+        try {
+            valueOf(text, _like);
+        } catch (const std::exception &error) {
+            return QString::fromUtf8(error.what());
+        }
+        return {};
+    }
+
+    const ValueDelegate &_delegate;
+    const PropertyValue _like;
+};
+
 } // namespace
 
 QString editableText(const PropertyValue &value) {
@@ -95,6 +122,8 @@ QWidget *ValueDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem
     }
     auto *line = new QLineEdit(parent);
     line->setMaxLength(std::numeric_limits<int>::max());
+    if (!isText(value))
+        line->setValidator(new ValueValidator(*this, value, line));
     return line;
 }
 

@@ -1,51 +1,61 @@
+#include "../registerctl/Files.h"
 #include "MainWindow.h"
-
-#include <register/Directories.h>
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
-#include <QMessageBox>
+#include <QFileInfo>
+
+#include <iostream>
 
 using namespace registerEditor;
-using namespace utils::properties;
+using registerctl::Failure;
+using utils::properties::GlobalScope;
+using utils::properties::UserScope;
 
 namespace {
 
-std::string fileIn(const QString &directory) {
-    return QDir(directory)
-        .absoluteFilePath(QString::fromStdString(_Register::_BV_REGISTER_NAME))
-        .toStdString();
+/// The register that the command line names. Throws `Failure` when it names none, or two.
+registerctl::Selection selectionOf(const QCommandLineParser &parser) {
+    const QStringList files = parser.positionalArguments();
+    const bool hasDirectories = parser.isSet("user") || parser.isSet("global");
+    const auto given = files.size() + parser.isSet("app") + hasDirectories;
+    const bool isInEnvironment = qEnvironmentVariableIsSet("REGISTER_USER_DIR") ||
+                                 qEnvironmentVariableIsSet("REGISTER_GLOBAL_DIR");
+    if (given > 1 || (given == 0 && !isInEnvironment))
+        throw Failure(
+            registerctl::WrongUsage,
+            "which register? Give one FILE, --app ORG/APP, or --user DIR and --global DIR");
+    registerctl::Selection selection;
+    selection.app = parser.value("app").toStdString();
+    selection.user = parser.value("user").toStdString();
+    selection.global = parser.value("global").toStdString();
+    if (!files.isEmpty())
+        selection.file = QDir().absoluteFilePath(files.front()).toStdString();
+    if (QFileInfo(QString::fromStdString(selection.file)).isDir())
+        throw Failure(registerctl::WrongUsage, selection.file + " is a directory; see --user");
+    return selection;
 }
 
-/// The files that the options select, in lookup order, and the same options for `registerctl`.
-std::vector<FileSource::Path> selectedFiles(const QCommandLineParser &parser,
-                                            QStringList &arguments) {
-    if (!parser.positionalArguments().isEmpty()) {
-        const QString path = QDir().absoluteFilePath(parser.positionalArguments().front());
-        arguments = {"-f", path};
-        return {{UserScope, path.toStdString()}};
-    }
-    QString user = parser.value("user"), global = parser.value("global");
-    if (parser.isSet("app")) {
-        const QStringList names = parser.value("app").split(u'/');
-        const Directories directories = standardDirectories(
-            names.size() > 1 ? names.front().toStdString() : "", names.back().toStdString());
-        user = QString::fromStdString(directories.user);
-        global = QString::fromStdString(directories.global);
-        arguments = {"--app", parser.value("app")};
-    } else {
-        for (const auto &[name, directory] : {std::pair("user", user), std::pair("global", global)})
-            if (!directory.isEmpty())
-                arguments += {QStringLiteral("--") + QLatin1String(name),
-                              QDir().absoluteFilePath(directory)};
-    }
+std::vector<FileSource::Path> pathsOf(const registerctl::Selection &selection) {
     std::vector<FileSource::Path> paths;
-    if (!user.isEmpty())
-        paths.push_back({UserScope, fileIn(user)});
-    if (!global.isEmpty()) // alone, it is the file that is edited
-        paths.push_back({paths.empty() ? UserScope : GlobalScope, fileIn(global)});
+    for (auto &[scope, path] : registerctl::Files(selection).paths()) // alone, it is edited
+        paths.push_back({paths.empty() ? UserScope : GlobalScope, std::move(path)});
     return paths;
+}
+
+/// The options of `registerctl` that name the same register from any directory.
+QStringList optionsOf(const registerctl::Selection &selection) {
+    QStringList options;
+    if (!selection.app.empty())
+        options += {"--app", QString::fromStdString(selection.app)};
+    if (!selection.file.empty())
+        options += {"-f", QString::fromStdString(selection.file)};
+    for (const auto &[option, directory] :
+         {std::pair("--user", selection.user), std::pair("--global", selection.global)})
+        if (!directory.empty())
+            options += {option, QDir().absoluteFilePath(QString::fromStdString(directory))};
+    return options;
 }
 
 } // namespace
@@ -63,18 +73,19 @@ int main(int count, char **arguments) {
     parser.addOption({"user", QObject::tr("The directory of the user's file."), "DIR"});
     parser.addOption({"global", QObject::tr("The directory of the global file."), "DIR"});
     parser.addPositionalArgument("FILE", QObject::tr("A register file alone."), "[FILE]");
-    parser.process(application);
-    QStringList selection;
-    std::vector<FileSource::Path> paths;
     try {
-        paths = selectedFiles(parser, selection);
-    } catch (const utils::Exception &error) {
-        fprintf(stderr, "register-editor: %s\n", error.what());
-        return 2;
+        if (!parser.parse(QApplication::arguments()))
+            throw Failure(registerctl::WrongUsage, parser.errorText().toStdString());
+        if (parser.isSet("help"))
+            parser.showHelp();
+        if (parser.isSet("version"))
+            parser.showVersion();
+        const registerctl::Selection selection = selectionOf(parser);
+        MainWindow window(pathsOf(selection), optionsOf(selection));
+        window.show();
+        return QApplication::exec();
+    } catch (const Failure &failure) {
+        std::cerr << "register-editor: " << failure.what() << '\n';
+        return failure.code;
     }
-    if (paths.empty())
-        parser.showHelp(2);
-    MainWindow window(std::move(paths), std::move(selection));
-    window.show();
-    return QApplication::exec();
 }

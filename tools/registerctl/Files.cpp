@@ -95,18 +95,22 @@ std::string Files::target() const {
     return path(_scope.empty() ? "user" : _scope);
 }
 
+std::vector<std::pair<std::string, std::string>> Files::paths() const {
+    if (!_file.empty())
+        return {{"file", _file}};
+    if (!_scope.empty())
+        return {{_scope, path(_scope)}};
+    std::vector<std::pair<std::string, std::string>> paths;
+    for (const auto &[scope, path] : {std::pair("user", _user), std::pair("global", _global)})
+        if (!path.empty())
+            paths.emplace_back(scope, path);
+    return paths;
+}
+
 std::vector<Layer> Files::layers(bool mustExist) const {
     std::vector<Layer> layers;
-    if (!_file.empty()) {
-        layers.push_back({"file", openFile(_file, mustExist)});
-        return layers;
-    }
-    if (!_scope.empty())
-        path(_scope); // must be given
-    if (_scope != "global" && !_user.empty())
-        layers.push_back({"user", openFile(_user)});
-    if (_scope != "user" && !_global.empty())
-        layers.push_back({"global", openFile(_global)});
+    for (const auto &[scope, path] : paths())
+        layers.push_back({scope, openFile(path, mustExist && scope == "file")});
     return layers;
 }
 

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The register files that the command line selects.
@@ -40,7 +41,10 @@ public:
     /// Throws `Failure` with `WrongUsage` when the options do not name a register.
     explicit Files(const Selection &selection);
 
-    /// The files that a read looks into, in their order. A file given by its path must exist.
+    /// The scopes and paths of the files that a read looks into, in their order; the scope of a
+    /// file that is given by its path is "file".
+    std::vector<std::pair<std::string, std::string>> paths() const;
+    /// These files, opened. A file given by its path must exist.
     std::vector<Layer> layers(bool mustExist = true) const;
     /// The one file that a write changes, and that `dump` and `watch` show.
     std::string target() const;
