@@ -343,7 +343,9 @@ QVariant RegisterModel::data(const QModelIndex &index, int role) const {
         }
     case Qt::EditRole:
         return index.column() == ValueColumn ? toVariant(value) : data(index, Qt::DisplayRole);
-    case Qt::ToolTipRole:
+    case Qt::ToolTipRole: // a name may look like rich text
+        return QStringLiteral("<span>%1</span>")
+            .arg(QString::fromStdString(node->path()).toHtmlEscaped());
     case PathRole:
         return QString::fromStdString(node->path());
     case IsGroupRole:

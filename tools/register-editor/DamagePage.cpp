@@ -1,6 +1,7 @@
 #include "DamagePage.h"
 
 #include "../registerctl/Dump.h"
+#include "../registerctl/Files.h"
 #include "WrappedLabel.h"
 
 #include <QFile>
@@ -17,16 +18,17 @@ using utils::properties::FileFault;
 using utils::properties::RegisterFile;
 using utils::properties::RegisterFileError;
 
-DamagePage::DamagePage() : _damage(new WrappedLabel), _faults(new QPlainTextEdit) {
+DamagePage::DamagePage()
+    : _damage(new WrappedLabel(Qt::RichText)), _faults(new QPlainTextEdit),
+      _salvage(new QPushButton(tr("Use What Can &Still Be Read"))),
+      _previous(new QPushButton(tr("Use the &Previous Settings"))) {
     _faults->setReadOnly(true);
-    auto *salvage = new QPushButton(tr("Use What Can &Still Be Read"));
-    auto *previous = new QPushButton(tr("Use the &Previous Settings"));
     auto *again = new QPushButton(tr("&Try Again"));
-    connect(salvage, &QPushButton::clicked, this, [this] { useContentOf(_path); });
-    connect(previous, &QPushButton::clicked, this, [this] { useContentOf(_path + ".previous"); });
+    connect(_salvage, &QPushButton::clicked, this, [this] { useContentOf(_path); });
+    connect(_previous, &QPushButton::clicked, this, [this] { useContentOf(_path + ".previous"); });
     connect(again, &QPushButton::clicked, this, &DamagePage::tryAgain);
     auto *buttons = new QHBoxLayout;
-    for (QPushButton *button : {salvage, previous, again})
+    for (QPushButton *button : {_salvage, _previous, again})
         buttons->addWidget(button);
     buttons->addStretch();
     auto *layout = new QVBoxLayout(this);
@@ -37,10 +39,16 @@ DamagePage::DamagePage() : _damage(new WrappedLabel), _faults(new QPlainTextEdit
 
 void DamagePage::showFault(const RegisterFileError &error) {
     _path = error.path();
-    _damage->setText(tr("<b>%1</b><br>%2<br><br>The file is not changed until you choose what to "
-                        "do. It is kept beside the new one, as \"%1.damaged\".")
-                         .arg(QString::fromStdString(error.path()).toHtmlEscaped(),
-                              QString::fromStdString(error.reason()).toHtmlEscaped()));
+    // A file that cannot even be opened may be intact.
+    const bool isDamaged = registerctl::codeOf(error) == registerctl::Damaged;
+    for (QPushButton *button : {_salvage, _previous})
+        button->setVisible(isDamaged);
+    const QString choice = tr("The file is not changed until you choose what to do. It is kept "
+                              "beside the new one, as \"%1.damaged\".");
+    const QString path = QString::fromStdString(error.path()).toHtmlEscaped();
+    _damage->setText(QStringLiteral("<b>%1</b><br>%2<br><br>%3")
+                         .arg(path, QString::fromStdString(error.reason()).toHtmlEscaped(),
+                              isDamaged ? choice.arg(path) : QString()));
     std::vector<FileFault> faults;
     std::ostringstream text;
     try {

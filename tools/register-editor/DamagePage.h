@@ -6,6 +6,7 @@
 
 class QLabel;
 class QPlainTextEdit;
+class QPushButton;
 
 namespace registerEditor {
 
@@ -28,6 +29,7 @@ private:
 
     QLabel *_damage;
     QPlainTextEdit *_faults;
+    QPushButton *_salvage, *_previous;
     std::string _path;
 };
 

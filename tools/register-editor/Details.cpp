@@ -21,7 +21,8 @@ QString scopeName(RegisterScope scope) {
 } // namespace
 
 Details::Details()
-    : _heading(new WrappedLabel), _showsThrough(new WrappedLabel), _scopes(new QTableWidget(0, 3)) {
+    : _heading(new WrappedLabel(Qt::RichText)), _showsThrough(new WrappedLabel),
+      _scopes(new QTableWidget(0, 3)) {
     _scopes->setHorizontalHeaderLabels({tr("Scope"), tr("Value"), tr("File")});
     _scopes->verticalHeader()->hide();
     _scopes->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
@@ -65,7 +66,8 @@ void Details::showName(const RegisterModel &model, const FileSource &source, con
                                  : tr("%1 (hidden)").arg(text));
     }
     _scopes->resizeColumnToContents(2);
-    if (at.data(RegisterModel::ModifiedRole).toBool() && source.scopes().size() > 1) {
+    if (edited == utils::properties::UserScope && at.data(RegisterModel::ModifiedRole).toBool() &&
+        source.scopes().size() > 1) {
         const PropertyValue below = model.value(at, utils::properties::GlobalScope);
         _showsThrough->setText(
             std::holds_alternative<std::monostate>(below)

@@ -119,15 +119,17 @@ const std::string &FileSource::path(RegisterScope scope) const {
     return layer(scope).file.path();
 }
 
-QString FileSource::notice() const {
-    const RegisterFile &edited = _layers.front().file;
+QString FileSource::notice(RegisterScope edited) const {
+    const RegisterFile &file = this->file(edited);
     if (!_error.isEmpty())
         return _error;
-    if (edited.willBeOverwritten())
+    if (!isWritable(edited))
+        return tr("You may not write this file.");
+    if (file.willBeOverwritten())
         return tr("A running application will overwrite the file when it saves.");
-    if (!QFileInfo::exists(toQString(edited.path())))
+    if (!QFileInfo::exists(toQString(file.path())))
         return tr("The file does not exist yet. The first change creates it.");
-    return {};
+    return edited == utils::properties::GlobalScope ? tr("You edit the global file.") : QString();
 }
 
 std::vector<RegisterScope> FileSource::scopes() const {

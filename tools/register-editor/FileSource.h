@@ -44,9 +44,9 @@ public:
     /// `to` has. Saves that as one step and tells the listener. Throws `std::exception`; then
     /// nothing has changed.
     void replace(const Content &from, const Content &to, RegisterScope scope);
-    /// What the user should know: a file cannot be read now, does not exist yet, or a running
-    /// application will overwrite it.
-    QString notice() const;
+    /// What the user should know about the file that is edited: it cannot be read now, or not be
+    /// written, or does not exist yet, or a running application will overwrite it.
+    QString notice(RegisterScope edited) const;
 
     std::vector<RegisterScope> scopes() const override;
     std::vector<Member> members(const std::string &group, RegisterScope scope) const override;

@@ -112,14 +112,14 @@ void MainWindow::createTree() {
     _tree->setEditTriggers(QAbstractItemView::NoEditTriggers); // see editSelected
     connect(_tree, &QTreeView::doubleClicked, this, &MainWindow::editSelected);
     _tree->setContextMenuPolicy(Qt::ActionsContextMenu);
-    auto *delegate = new ValueDelegate(this);
-    _tree->setItemDelegate(delegate);
+    _delegate = new ValueDelegate(this);
+    _tree->setItemDelegate(_delegate);
     connect(
-        delegate, &ValueDelegate::edited, this,
+        _delegate, &ValueDelegate::edited, this,
         [this](const QString &path, const PropertyValue &value) {
             write({{path.toStdString(), registerctl::toLiteral(value)}}, tr("Set %1").arg(path));
         });
-    connect(delegate, &ValueDelegate::message, this, &MainWindow::showMessage);
+    connect(_delegate, &ValueDelegate::message, this, &MainWindow::showMessage);
 
     auto *pause = new QTimer(this); // so that a search does not run for each key
     pause->setSingleShot(true);
@@ -175,27 +175,29 @@ void MainWindow::createActions() {
     _reset->setShortcut(QKeySequence::Delete);
     for (QAction *action : {_edit, _reset}) // the keys have their own meaning in other widgets
         action->setShortcutContext(Qt::WidgetShortcut);
-    _global = change->addAction(tr("Edit the &Global File"), this, &MainWindow::showDetails);
+    _global = change->addAction(tr("Edit the &Global File"));
     _global->setCheckable(true);
+    connect(_global, &QAction::toggled, this, &MainWindow::editGlobal);
     change->addSeparator();
     const auto copy = [this](auto text) {
         return [this, text] { QApplication::clipboard()->setText(text(selectedPath())); };
     };
-    const auto value = [this](const QString &) { return editableText(shownValue(selected())); };
+    const auto value = [this](const QString &) {
+        return editableText(shownValue(selected(), scope()));
+    };
     _copyName = change->addAction(tr("Copy the &Name"), this,
                                   copy([](const QString &path) { return path; }));
     _copyValue = change->addAction(tr("Copy the &Value"), this, copy(value));
-    _copyCommand = change->addAction(
-        tr("Copy the &Command"), this, copy([this](const QString &path) {
-            const std::string literal = registerctl::toLiteral(shownValue(selected()));
-            QStringList words =
-                QStringList{"registerctl"} + _arguments + QStringList{"set", "--literal"};
-            if (path.startsWith(u'-'))
-                words += "--";
-            words += {path, QString::fromStdString(literal)};
-            std::transform(words.begin(), words.end(), words.begin(), shellWord);
-            return words.join(u' ');
-        }));
+    _copyCommand =
+        change->addAction(tr("Copy the &Command"), this, copy([this](const QString &path) {
+                              QStringList words = QStringList{"registerctl"} + _arguments +
+                                                  QStringList{"set", "--literal"};
+                              if (path.startsWith(u'-'))
+                                  words += "--";
+                              words += {path, QString::fromStdString(selectedLiteral())};
+                              std::transform(words.begin(), words.end(), words.begin(), shellWord);
+                              return words.join(u' ');
+                          }));
     _copyCommand->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+C")));
     _find = change->addAction(tr("&Find"), _search, [this] { _search->setFocus(); });
     _find->setShortcut(QKeySequence::Find);
@@ -240,6 +242,20 @@ QModelIndex MainWindow::selected() const {
 
 QString MainWindow::selectedPath() const {
     return selected().data(RegisterModel::PathRole).toString();
+}
+
+/// The value that the selected row shows, or that of the edited scope.
+std::string MainWindow::selectedLiteral() const {
+    const QModelIndex at = _filter->mapToSource(selected());
+    const bool isEdited = _model->value(at, scope()) != PropertyValue();
+    const RegisterFile &file = _source->file(isEdited ? scope() : *_model->origin(at));
+    return registerctl::contentOf(file, selectedPath().toStdString()).begin()->second;
+}
+
+void MainWindow::editGlobal(bool isOn) {
+    _delegate->setScope(isOn ? utils::properties::GlobalScope : utils::properties::UserScope);
+    showMessage({});
+    showDetails();
 }
 
 /// The scope whose file is edited.
@@ -345,7 +361,7 @@ void MainWindow::showMessage(const QString &text) {
 }
 
 void MainWindow::showNotice() {
-    _notice->setText(_source->notice());
+    _notice->setText(_source->notice(scope()));
     _notice->setVisible(!_notice->text().isEmpty());
 }
 

@@ -21,6 +21,7 @@ namespace registerEditor {
 class DamagePage;
 class Details;
 class FilterModel;
+class ValueDelegate;
 
 /// Shows and edits the files of one register. A file that is damaged is shown as such, with what
 /// can be done about it, never as an empty register.
@@ -55,6 +56,8 @@ private:
     void showNotice();
     void updateActions();
     QString selectedPath() const;
+    std::string selectedLiteral() const;
+    void editGlobal(bool isOn);
     QModelIndex selected() const;
     utils::properties::RegisterModel &model() { return *_model; }
 
@@ -72,6 +75,7 @@ private:
     Details *_details;
     QLineEdit *_search;
     QTreeView *_tree;
+    ValueDelegate *_delegate;
     QLabel *_message, *_notice;
     QAction *_new, *_edit, *_reset, *_copyName, *_copyValue, *_copyCommand, *_import, *_export,
         *_find, *_global;

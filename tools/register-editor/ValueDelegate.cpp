@@ -19,7 +19,7 @@ namespace registerEditor {
 using utils::properties::RegisterFile;
 using utils::properties::RegisterModel;
 
-PropertyValue shownValue(const QModelIndex &index) {
+PropertyValue shownValue(const QModelIndex &index, RegisterScope preferred) {
     QModelIndex source = index;
     const QAbstractItemModel *model = index.model();
     while (const auto *proxy = qobject_cast<const QAbstractProxyModel *>(model)) {
@@ -27,8 +27,9 @@ PropertyValue shownValue(const QModelIndex &index) {
         model = proxy->sourceModel();
     }
     const auto *reg = qobject_cast<const RegisterModel *>(model);
+    const PropertyValue value = reg->value(source, preferred);
     const auto from = reg->origin(source);
-    return from ? reg->value(source, *from) : PropertyValue();
+    return !from || value != PropertyValue() ? value : reg->value(source, *from);
 }
 
 namespace {
@@ -109,7 +110,7 @@ PropertyValue valueOf(const QString &text, const PropertyValue &like) {
 
 QWidget *ValueDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &,
                                      const QModelIndex &index) const {
-    const PropertyValue value = shownValue(index);
+    const PropertyValue value = shownValue(index, _scope);
     if (std::holds_alternative<int>(value)) {
         auto *box = new QSpinBox(parent);
         box->setRange(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
@@ -128,7 +129,7 @@ QWidget *ValueDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem
 }
 
 void ValueDelegate::setEditorData(QWidget *editor, const QModelIndex &index) const {
-    const PropertyValue value = shownValue(index);
+    const PropertyValue value = shownValue(index, _scope);
     const QVariant shown = editor->property(shownText);
     const QString text = editableText(value);
     if (!shown.isValid()) {
@@ -145,7 +146,7 @@ void ValueDelegate::setEditorData(QWidget *editor, const QModelIndex &index) con
 
 void ValueDelegate::setModelData(QWidget *editor, QAbstractItemModel *,
                                  const QModelIndex &index) const {
-    const PropertyValue before = shownValue(index);
+    const PropertyValue before = shownValue(index, _scope);
     const QString path = index.data(RegisterModel::PathRole).toString();
     const QString text = textOf(editor);
     if (text == editor->property(shownText).toString())

@@ -9,11 +9,15 @@
 namespace registerEditor {
 
 using utils::properties::PropertyValue;
+using utils::properties::RegisterScope;
 
 /// A value as the editors of text show it: text itself, everything else as a literal.
 QString editableText(const PropertyValue &value);
 /// The value of such a text, of the same type as `like`. Throws `std::exception` with the reason.
 PropertyValue valueOf(const QString &text, const PropertyValue &like);
+/// The value that a row shows, of any model above a `RegisterModel` that passes its roles on; the
+/// one of `preferred` if that scope has one.
+PropertyValue shownValue(const QModelIndex &index, RegisterScope preferred);
 
 /// Edits each type in its own way. Does not write: `edited` tells the value. What the user has
 /// typed stays when another program changes the property meanwhile.
@@ -22,6 +26,9 @@ class ValueDelegate : public QStyledItemDelegate {
 
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
+
+    /// The scope that is edited; at first that of the user.
+    void setScope(RegisterScope scope) { _scope = scope; }
 
     QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
                           const QModelIndex &index) const override;
@@ -33,10 +40,10 @@ signals:
     void edited(const QString &path, const PropertyValue &value) const;
     /// A value was refused, or changed by another program while it is edited.
     void message(const QString &text) const;
-};
 
-/// The value that a row shows, of any model above a `RegisterModel` that passes its roles on.
-PropertyValue shownValue(const QModelIndex &index);
+private:
+    RegisterScope _scope = utils::properties::UserScope;
+};
 
 } // namespace registerEditor
 
