@@ -48,8 +48,10 @@ void AutoSave::setWatchFile(bool isWatched) {
          {_Register::_UserRegisterPath, _Register::_GlobalRegisterPath})
         if (!directory.empty())
             _watcher->addPath(QString::fromStdString(directory));
-    connect(_watcher.get(), &QFileSystemWatcher::directoryChanged, &_settle,
-            qOverload<>(&QTimer::start));
+    connect(_watcher.get(), &QFileSystemWatcher::directoryChanged, &_settle, [this] {
+        if (!_settle.isActive()) // a busy writer must not hold it up
+            _settle.start();
+    });
 }
 
 void AutoSave::changed() {

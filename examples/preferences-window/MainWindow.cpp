@@ -1,7 +1,5 @@
 #include "MainWindow.h"
 
-#include "Preferences.h"
-
 #include <QFileDialog>
 #include <QMenuBar>
 #include <QStatusBar>
@@ -24,9 +22,11 @@ MainWindow::MainWindow() {
     connect(_recent, &QMenu::aboutToShow, this, &MainWindow::showRecentFiles);
     file->addAction("&Quit", this, &QWidget::close);
     menuBar()->addMenu("&Edit")->addAction("&Preferences...", this, [this] {
-        auto *preferences = new Preferences(this);
-        preferences->setAttribute(Qt::WA_DeleteOnClose);
-        preferences->show();
+        if (!_preferences)
+            _preferences = new Preferences(this);
+        _preferences->setAttribute(Qt::WA_DeleteOnClose);
+        _preferences->show();
+        _preferences->activateWindow();
     });
 
     _greeting.onChange(this, [this](const QString &) { showGreeting(); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Preferences.h"
 #include "Settings.h"
 
 #include <qt/LiveProperty.h>
@@ -7,6 +8,7 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QMenu>
+#include <QPointer>
 
 /// Follows its settings, whoever changes them.
 class MainWindow : public QMainWindow {
@@ -25,6 +27,7 @@ private:
 
     QLabel _label;
     QMenu *_recent;
+    QPointer<Preferences> _preferences; ///< the open dialog
     utils::properties::LiveProperty<QString> _greeting{settings::greeting};
     utils::properties::LiveProperty<int> _fontSize{settings::fontSize};
     utils::properties::LiveProperty<double> _zoom{settings::zoom};

@@ -22,6 +22,7 @@ Preferences::Preferences(QWidget *parent) : QDialog(parent) {
     auto *showStatus = new QCheckBox("Show the &status bar");
     auto *message = new QLabel;
     message->setWordWrap(true);
+    message->setMinimumHeight(2 * message->fontMetrics().lineSpacing());
     zoom->setSingleStep(0.25);
     auto *buttons =
         new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Apply |
@@ -50,5 +51,6 @@ Preferences::Preferences(QWidget *parent) : QDialog(parent) {
     //! [bind]
     connect(&_binder, &SettingsBinder::refused, message,
             [message](const QString &, const QString &reason) { message->setText(reason); });
+    connect(&_binder, &SettingsBinder::hasChangedChanged, message, &QLabel::clear);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 }

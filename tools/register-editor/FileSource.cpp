@@ -20,10 +20,6 @@ QString toQString(const std::string &text) {
     return QString::fromStdString(text);
 }
 
-QString directoryOf(const std::string &path) {
-    return QFileInfo(toQString(path)).path();
-}
-
 bool isProperty(const RegisterFile &file, const std::string &name) {
     return file.propertyExists(name) && !file.groupExists(name);
 }
@@ -74,18 +70,26 @@ FileSource::FileSource(std::vector<Path> paths) {
     _settle.setInterval(settlingTime);
     _settle.setSingleShot(true);
     for (auto changed : {&QFileSystemWatcher::directoryChanged, &QFileSystemWatcher::fileChanged})
-        connect(&_watcher, changed, &_settle, [this] { _settle.start(); });
+        connect(&_watcher, changed, &_settle, [this] {
+            if (!_settle.isActive()) // a busy writer must not hold it up
+                _settle.start();
+        });
     connect(&_settle, &QTimer::timeout, this, &FileSource::refresh);
     watch();
 }
 
-/// A save renames a new file over the old one, which the directory tells. Other programs may write
-/// into the file itself.
+/// A save renames a new file over the old one, which the directory tells; one that does not exist
+/// yet is told by the directory above it. Other programs may write into the file itself.
 void FileSource::watch() {
-    for (const Layer &each : _layers)
-        for (const QString &path : {directoryOf(each.file.path()), toQString(each.file.path())})
-            if (QFileInfo::exists(path))
-                _watcher.addPath(path);
+    for (const Layer &each : _layers) {
+        QString path = toQString(each.file.path());
+        if (QFileInfo::exists(path))
+            _watcher.addPath(path);
+        do
+            path = QFileInfo(path).path();
+        while (!QFileInfo::exists(path));
+        _watcher.addPath(path);
+    }
 }
 
 void FileSource::refresh() {

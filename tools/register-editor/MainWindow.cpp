@@ -23,6 +23,7 @@
 #include <QMenuBar>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QScreen>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QTimer>
@@ -84,7 +85,7 @@ MainWindow::MainWindow(std::vector<FileSource::Path> paths, QStringList argument
     : _paths(std::move(paths)), _arguments(std::move(arguments)), _filter(new FilterModel(this)),
       _pages(new QStackedWidget), _damage(new DamagePage), _details(new Details) {
     setWindowTitle(QString::fromStdString(_paths.front().path));
-    resize(900, 600);
+    resize(QSize(900, 600).boundedTo(screen()->availableSize()));
     createTree();
     connect(_damage, &DamagePage::tryAgain, this, &MainWindow::open);
     _pages->addWidget(_damage);
@@ -101,7 +102,7 @@ void MainWindow::createTree() {
     _search = new QLineEdit;
     _search->setPlaceholderText(tr("Search names and values"));
     _search->setClearButtonEnabled(true);
-    auto *modifiedOnly = new QCheckBox(tr("&Modified only"));
+    _modifiedOnly = new QCheckBox(tr("&Modified only"));
     _message = new WrappedLabel;
     _message->hide();
     _notice = new WrappedLabel;
@@ -130,7 +131,7 @@ void MainWindow::createTree() {
         if (!_search->text().isEmpty())
             _tree->expandAll();
     });
-    connect(modifiedOnly, &QCheckBox::toggled, this, [this](bool isOn) {
+    connect(_modifiedOnly, &QCheckBox::toggled, this, [this](bool isOn) {
         _filter->setModifiedOnly(isOn);
         if (isOn)
             _tree->expandAll();
@@ -138,7 +139,7 @@ void MainWindow::createTree() {
 
     auto *bar = new QHBoxLayout;
     bar->addWidget(_search);
-    bar->addWidget(modifiedOnly);
+    bar->addWidget(_modifiedOnly);
     auto *splitter = new QSplitter(Qt::Vertical);
     splitter->addWidget(_tree);
     splitter->addWidget(_details);
@@ -282,12 +283,15 @@ void MainWindow::editSelected() {
         _tree->edit(value);
 }
 
-/// Selects a name if the tree shows it.
+/// Selects a name, and ends a search that hides it.
 void MainWindow::select(const QString &path) {
-    const QModelIndex at =
-        _filter->mapFromSource(model().indexOf(path, RegisterModel::ValueColumn));
-    if (at.isValid())
-        _tree->setCurrentIndex(at);
+    const QModelIndex at = model().indexOf(path, RegisterModel::ValueColumn);
+    if (at.isValid() && !_filter->mapFromSource(at).isValid()) {
+        _search->clear();
+        _modifiedOnly->setChecked(false);
+        _filter->setText({});
+    }
+    _tree->setCurrentIndex(_filter->mapFromSource(at));
 }
 
 void MainWindow::newProperty() {

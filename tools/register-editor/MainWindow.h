@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 
+class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QStackedWidget;
@@ -74,6 +75,7 @@ private:
     DamagePage *_damage;
     Details *_details;
     QLineEdit *_search;
+    QCheckBox *_modifiedOnly;
     QTreeView *_tree;
     ValueDelegate *_delegate;
     QLabel *_message, *_notice;

@@ -160,4 +160,9 @@ void ValueDelegate::setModelData(QWidget *editor, QAbstractItemModel *,
     }
 }
 
+QSize ValueDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const {
+    constexpr int frame = 6;
+    return QStyledItemDelegate::sizeHint(option, index) + QSize(0, frame);
+}
+
 } // namespace registerEditor

@@ -1,6 +1,8 @@
 #include "../registerctl/Files.h"
 #include "MainWindow.h"
 
+#include <register/Directories.h>
+
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -58,6 +60,38 @@ QStringList optionsOf(const registerctl::Selection &selection) {
     return options;
 }
 
+/// Does what the program can do without: its own settings must not keep it from working.
+template <class Step>
+void attempt(Step step) {
+    try {
+        step();
+    } catch (const std::exception &error) {
+        std::cerr << "register-editor: " << error.what() << '\n';
+    } catch (const utils::properties::PropertyNotFound &) { // the first start
+    } catch (const utils::properties::PropertyBadType &) {  // replaced at the end
+    }
+}
+
+/// Shows the window where it was last. Returns the exit code.
+int run(MainWindow &window) {
+    const std::string path = utils::properties::standardDirectories("", "register-editor").user +
+                             "/" + utils::properties::_Register::_BV_REGISTER_NAME;
+    const std::string geometry = "window/geometry";
+    attempt([&] {
+        std::string last;
+        RegisterFile(path)._readString(geometry, last);
+        window.restoreGeometry(QByteArray::fromStdString(last));
+    });
+    window.show();
+    const int code = QApplication::exec();
+    attempt([&] {
+        RegisterFile own(path);
+        own._writeString(geometry, window.saveGeometry().toStdString());
+        own.save();
+    });
+    return code;
+}
+
 } // namespace
 
 int main(int count, char **arguments) {
@@ -82,8 +116,7 @@ int main(int count, char **arguments) {
             parser.showVersion();
         const registerctl::Selection selection = selectionOf(parser);
         MainWindow window(pathsOf(selection), optionsOf(selection));
-        window.show();
-        return QApplication::exec();
+        return run(window);
     } catch (const Failure &failure) {
         std::cerr << "register-editor: " << failure.what() << '\n';
         return failure.code;
