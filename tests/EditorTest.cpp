@@ -231,11 +231,3 @@ TEST_F(Editor, showsDamageAndSalvages) {
 }
 
 } // namespace
-
-int main(int count, char **arguments) {
-    testing::InitGoogleTest(&count, arguments);
-    if (testing::GTEST_FLAG(list_tests)) // needs no display
-        return RUN_ALL_TESTS();
-    const QApplication application(count, arguments);
-    return RUN_ALL_TESTS();
-}
