@@ -149,15 +149,16 @@ const std::vector<Verb> &verbs() {
          "registerctl --app acme/editor import --from qsettings editor.ini\n"
          "gsettings list-recursively org.acme | registerctl --app acme/editor import --from "
          "gsettings -",
-         import, importOptions},
+         import, importOptions, true},
         {"diff", "A B", "Compare two of user, global, register files and dumps",
          "registerctl --app acme/editor diff global user\n"
          "registerctl diff old.dump Brevolant.dat",
          diff, noOptions},
         {"check", "FILE...", "Print what is wrong with files; nothing for good ones",
          "registerctl check Brevolant.dat", check, noOptions},
-        {"salvage", "[-o DUMP] FILE", "Print what can still be read of a damaged file",
-         "registerctl salvage -o rescued.dump Brevolant.dat.damaged", salvage, salvageOptions},
+        {"salvage", "FILE [-o DUMP]", "Print what can still be read of a damaged file",
+         "registerctl salvage Brevolant.dat.damaged -o rescued.dump", salvage, salvageOptions,
+         true},
         {"watch", "[PREFIX]", "Print each change that reaches the file, until interrupted",
          "registerctl --app acme/editor watch ui", watch, noOptions},
         {"edit", "[--force] [PREFIX]", "Edit the dump in $VISUAL or $EDITOR",
@@ -199,7 +200,10 @@ CommandLine::CommandLine(Options &options)
         "registerctl VERB --help explains a verb; registerctl(1) is the manual.");
     for (const Verb &verb : verbs()) {
         CLI::App *sub = _app.add_subcommand(verb.name, verb.what);
-        sub->prefix_command();
+        if (verb.takesFiles)
+            sub->allow_extras();
+        else
+            sub->prefix_command();
         sub->footer(std::string("Examples:\n") + verb.examples);
         verb.addOptions(*sub, options);
         if (!*verb.what)
@@ -224,10 +228,14 @@ const Verb &CommandLine::parse(int count, char **arguments) {
         return each.name == given->get_name();
     });
     _options.arguments = given->remaining();
-    const bool isOption = !_options.arguments.empty() && _options.arguments[0].size() > 1 &&
-                          _options.arguments[0][0] == '-';
-    if (isOption && verb->run != complete)
-        throw Failure(WrongUsage, "unknown option " + _options.arguments[0] + " of " + verb->name);
+    const auto end = verb->takesFiles || _options.arguments.empty()
+                         ? _options.arguments.end()
+                         : _options.arguments.begin() + 1;
+    const auto option = std::find_if(_options.arguments.begin(), end, [](const std::string &each) {
+        return each.size() > 1 && each[0] == '-';
+    });
+    if (option != end && verb->run != complete)
+        throw Failure(WrongUsage, "unknown option " + *option + " of " + verb->name);
     if (isSplit)
         for (const std::string &rest : _app.remaining())
             _options.arguments.push_back(rest);

@@ -14,12 +14,14 @@ struct Verb {
     const char *examples; ///< lines of a shell
     ExitCode (*run)(const Options &);
     void (*addOptions)(CLI::App &verb, Options &options);
+    bool takesFiles =
+        false; ///< options may also follow its operands, which are no names and values
 };
 
 const std::vector<Verb> &verbs();
 
-/// The parser of the command line. What stands after the options of a verb is not parsed: it is in
-/// `remaining` of the verb.
+/// The parser of the command line. The operands of a verb are not parsed: they are in `remaining`
+/// of the verb.
 class CommandLine {
 public:
     explicit CommandLine(Options &options);

@@ -115,7 +115,10 @@ ExitCode load(const Options &options) {
 ExitCode compile(const Options &options) {
     if (!options.arguments.empty())
         throw Failure(WrongUsage, "the dump is read from standard input");
-    const std::string path = fs::weakly_canonical(fs::absolute(options.output)).string();
+    std::error_code error; // the output may be a pipe
+    const std::string path = fs::weakly_canonical(fs::absolute(options.output), error).string();
+    if (error)
+        throw Failure(NotWritten, options.output + ": " + error.message());
     openFile(path); // nothing that is not a register file is overwritten
     const RegisterFile source = inputDump({});
     try {
