@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace utils::properties {
@@ -73,7 +74,12 @@ RegisterModel::RegisterModel(QObject *parent) : RegisterModel(processRegister(),
 RegisterModel::RegisterModel(std::unique_ptr<RegisterSource> source, QObject *parent)
     : QAbstractItemModel(parent), _source(std::move(source)), _scopes(_source->scopes()) {
     // Listens first: a change during the read is read again.
-    _source->setListener([this](const std::string &name) { readAgain({name}); });
+    _source->setListener([this](const std::string &name) {
+        try {
+            readAgain({name});
+        } catch (const std::bad_alloc &) { // must not reach the writer; the row is then out of date
+        }
+    });
     reload();
 }
 

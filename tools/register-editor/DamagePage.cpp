@@ -74,6 +74,7 @@ void DamagePage::replaceFile(RegisterFile file) {
                                 tr("The file cannot be renamed.").toStdString());
     try {
         file.save();
+        QFile::setPermissions(path, QFile::permissions(aside)); // all users may read a global file
     } catch (const RegisterFileError &) {
         QFile::rename(aside, path);
         throw;

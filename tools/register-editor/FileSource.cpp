@@ -1,12 +1,13 @@
 #include "FileSource.h"
 
-#include "../registerctl/Failure.h"
+#include "../registerctl/Files.h"
 #include "../registerctl/Literal.h"
 
 #include <QFileInfo>
 
 #include <algorithm>
 #include <functional>
+#include <set>
 
 namespace registerEditor {
 
@@ -34,15 +35,6 @@ bool isEmptyGroup(const RegisterFile &file, const std::string &name) {
     return !name.empty() && file.groupExists(name) && file.propertyList(name).empty();
 }
 
-/// Removes an entry of a content and the groups that become empty.
-void removeEntry(RegisterFile &file, const std::string &entry) {
-    std::string group = groupOf(entry);
-    if (entry.back() != '/' && isProperty(file, entry))
-        file.delProperty(entry);
-    for (; isEmptyGroup(file, group); group = groupOf(group))
-        file.delProperty(group);
-}
-
 /// Throws when a property is not as in `expected`.
 void checkUnchanged(const RegisterFile &file, const std::string &name, const Content &expected) {
     if (name.back() == '/')
@@ -54,10 +46,19 @@ void checkUnchanged(const RegisterFile &file, const std::string &name, const Con
                                    registerctl::nameToText(name) + " was changed meanwhile.");
 }
 
+/// Removes what only `from` has, and then the groups that have become empty, and writes `to`.
 void change(RegisterFile &file, const Content &from, const Content &to) {
-    for (const auto &[name, literal] : from)
-        if (to.count(name) == 0)
-            removeEntry(file, name);
+    std::set<std::string> groups;
+    for (const auto &[name, literal] : from) {
+        if (to.count(name) > 0)
+            continue;
+        groups.insert(groupOf(name));
+        if (isProperty(file, name))
+            file.delProperty(name);
+    }
+    for (std::string group : groups)
+        for (; isEmptyGroup(file, group); group = groupOf(group))
+            file.delProperty(group);
     registerctl::writeContent(to, file);
 }
 
@@ -65,7 +66,7 @@ void change(RegisterFile &file, const Content &from, const Content &to) {
 
 FileSource::FileSource(std::vector<Path> paths) {
     for (const Path &each : paths)
-        _layers.push_back({each.scope, RegisterFile(each.path)});
+        _layers.push_back({each.scope, RegisterFile(each.path), each.isForAll});
     constexpr int settlingTime = 50; // the steps of a save follow each other in a few milliseconds
     _settle.setInterval(settlingTime);
     _settle.setSingleShot(true);
@@ -81,15 +82,20 @@ FileSource::FileSource(std::vector<Path> paths) {
 /// A save renames a new file over the old one, which the directory tells; one that does not exist
 /// yet is told by the directory above it. Other programs may write into the file itself.
 void FileSource::watch() {
+    QStringList wanted;
     for (const Layer &each : _layers) {
         QString path = toQString(each.file.path());
         if (QFileInfo::exists(path))
-            _watcher.addPath(path);
+            wanted += path;
         do
             path = QFileInfo(path).path();
         while (!QFileInfo::exists(path));
-        _watcher.addPath(path);
+        wanted += path;
     }
+    for (const QString &path : _watcher.directories()) // another one stood for a missing one
+        if (!wanted.contains(path))
+            _watcher.removePath(path);
+    _watcher.addPaths(wanted);
 }
 
 void FileSource::refresh() {
@@ -203,7 +209,9 @@ void FileSource::replace(const Content &from, const Content &to, RegisterScope s
             checkUnchanged(file, name, from);
     try {
         change(file, from, to);
-        for (const std::string &taken : file.save().taken)
+        const bool isForAll = layer(scope).isForAll;
+        for (const std::string &taken :
+             (isForAll ? registerctl::saveForAll(file) : file.save()).taken)
             tell(taken);
     } catch (const std::exception &) {
         change(file, to, from);

@@ -30,6 +30,7 @@ public:
     struct Path {
         RegisterScope scope;
         std::string path;
+        bool isForAll = false; ///< all users read the file
     };
 
     /// Opens the files, which need not exist. Throws `RegisterFileError`.
@@ -65,6 +66,7 @@ private:
     struct Layer {
         RegisterScope scope;
         RegisterFile file;
+        bool isForAll;
     };
 
     Layer &layer(RegisterScope scope);

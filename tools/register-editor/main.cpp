@@ -41,8 +41,9 @@ registerctl::Selection selectionOf(const QCommandLineParser &parser) {
 
 std::vector<FileSource::Path> pathsOf(const registerctl::Selection &selection) {
     std::vector<FileSource::Path> paths;
-    for (auto &[scope, path] : registerctl::Files(selection).paths()) // alone, it is edited
-        paths.push_back({paths.empty() ? UserScope : GlobalScope, std::move(path)});
+    for (const auto &[scope, path] :
+         registerctl::Files(selection).paths()) // the first one is edited
+        paths.push_back({paths.empty() ? UserScope : GlobalScope, path, scope == "global"});
     return paths;
 }
 

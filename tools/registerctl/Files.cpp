@@ -36,11 +36,6 @@ Directories directoriesOf(const std::string &app) {
     }
 }
 
-/// A save makes missing directories private, and a new file too. All users read the global one.
-void makeReadableByAll(const std::string &path) {
-    fs::permissions(path, fs::perms(0644));
-}
-
 } // namespace
 
 void warn(const std::string &message) {
@@ -62,6 +57,15 @@ RegisterFile openFile(const std::string &path, bool mustExist) {
     } catch (const fs::filesystem_error &error) {
         throw Failure(NotReadable, path + ": " + error.code().message());
     }
+}
+
+utils::properties::SyncResult saveForAll(RegisterFile &file) {
+    const bool isNew = !fs::exists(file.path());
+    fs::create_directories(fs::path(file.path()).parent_path()); // a save makes private ones
+    utils::properties::SyncResult result = file.save();
+    if (isNew)
+        fs::permissions(file.path(), fs::perms(0644));
+    return result;
 }
 
 Files::Files(const Selection &selection)
@@ -121,14 +125,11 @@ void Files::save(RegisterFile &file) const {
             throw Failure(InUse, message + "; --force writes nevertheless");
         warn(message);
     }
-    const bool isGlobal = _file.empty() && _scope == "global";
     try {
-        const bool isNew = !fs::exists(file.path());
-        if (isGlobal)
-            fs::create_directories(fs::path(file.path()).parent_path());
-        file.save();
-        if (isGlobal && isNew)
-            makeReadableByAll(file.path());
+        if (_file.empty() && _scope == "global")
+            saveForAll(file);
+        else
+            file.save();
     } catch (const RegisterFileError &error) {
         throw Failure(NotWritten, error.path() + ": " + error.reason());
     } catch (const fs::filesystem_error &error) {

@@ -36,6 +36,10 @@ ExitCode codeOf(const utils::properties::RegisterFileError &error);
 /// `mustExist` also for one that does not exist.
 RegisterFile openFile(const std::string &path, bool mustExist = false);
 
+/// Saves a file of the global scope. A new one, and its directory, can be read by all users. Throws
+/// `RegisterFileError` and `std::filesystem::filesystem_error`.
+utils::properties::SyncResult saveForAll(RegisterFile &file);
+
 class Files {
 public:
     /// Throws `Failure` with `WrongUsage` when the options do not name a register.
