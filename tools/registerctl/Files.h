@@ -36,8 +36,8 @@ ExitCode codeOf(const utils::properties::RegisterFileError &error);
 /// `mustExist` also for one that does not exist.
 RegisterFile openFile(const std::string &path, bool mustExist = false);
 
-/// Saves a file of the global scope. A new one, and its directory, can be read by all users. Throws
-/// `RegisterFileError` and `std::filesystem::filesystem_error`.
+/// Saves a file of the global scope. A new one can be read by all users, and the umask decides
+/// about new directories. Throws `RegisterFileError` and `std::filesystem::filesystem_error`.
 utils::properties::SyncResult saveForAll(RegisterFile &file);
 
 class Files {
