@@ -136,7 +136,7 @@ void ValueDelegate::setEditorData(QWidget *editor, const QModelIndex &index) con
         editor->setProperty(shownType, static_cast<int>(value.index()));
     } else if (shown.toString() != text) {
         emit message(tr("Another program has changed %1 to %2.")
-                         .arg(index.data(RegisterModel::PathRole).toString(), text));
+                         .arg(index.data(RegisterModel::PathRole).toString(), text.left(100)));
         if (textOf(editor) != shown.toString() || editor->property(shownType) != int(value.index()))
             return;
     }
