@@ -162,15 +162,19 @@ std::vector<Tree::Member> Tree::members(GroupId id) {
     return all;
 }
 
-std::set<std::string> Tree::propertyNames(GroupId top) const {
+std::set<std::string> Tree::leafNames(GroupId top) const {
     std::set<std::string> names;
     Prefix path(*this, top);
     for (GroupId id = top; id != none; id = path.next(id, top)) {
         const Block &block = _groups[id].block;
+        bool isEmpty = _groups[id].groups.empty();
         block.forEach([&](std::uint32_t offset) {
             std::string name(path.name());
             names.insert(name.append(name.empty() ? "" : "/").append(block.name(offset)));
+            isEmpty = false;
         });
+        if (isEmpty && !path.name().empty())
+            names.emplace(path.name());
     }
     return names;
 }

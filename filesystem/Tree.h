@@ -85,8 +85,9 @@ public:
     /// their names. Valid until the tree changes.
     std::vector<Member> members(GroupId group);
 
-    /// Returns the names of all properties below a group, in normal form, without the first level.
-    std::set<std::string> propertyNames(GroupId group) const;
+    /// Returns the names of all properties below a group, and of the groups without members, in
+    /// normal form, without the first level.
+    std::set<std::string> leafNames(GroupId group) const;
 
     /// The number of levels of a group's path, and the number of bytes of their names.
     struct PathSize {

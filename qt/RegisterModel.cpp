@@ -178,19 +178,20 @@ void RegisterModel::update(const std::string &name) {
         compareMembers(group);
     else if (isGroup(name))
         insertPath(name, true);
-    removeEmptyGroups(name);
+    updateGroupsAbove(name);
 }
 
 /// Marks the members of a group that the model or the source does not have.
 void RegisterModel::compareMembers(Node *group) {
     const std::string path = group->path();
-    std::set<std::string> names;
+    std::set<std::string> here, there, names;
     for (const auto &member : group->members)
-        names.insert(below(path, member->name));
+        here.insert(below(path, member->name));
     for (const RegisterScope scope : _scopes)
         for (const RegisterSource::Member &member : _source->members(path, scope))
-            if (!names.erase(below(path, member.name)))
-                names.insert(below(path, member.name));
+            there.insert(below(path, member.name));
+    std::set_symmetric_difference(here.begin(), here.end(), there.begin(), there.end(),
+                                  std::inserter(names, names.end()));
     if (!names.empty())
         readAgain(std::move(names));
 }
@@ -232,11 +233,18 @@ void RegisterModel::removeNode(Node *node) {
     endRemoveRows();
 }
 
-/// Removes the groups above a name that no scope has any more.
-void RegisterModel::removeEmptyGroups(std::string name) {
-    for (std::size_t end; (end = name.rfind('/')) != name.npos && !isGroup(name.substr(0, end));) {
+/// Removes the groups above a name that no scope has any more. The first one that is left may be
+/// new: a property was written into it and removed again.
+void RegisterModel::updateGroupsAbove(std::string name) {
+    for (std::size_t end; (end = name.rfind('/')) != name.npos;) {
         name.resize(end);
-        if (Node *group = find(name, true))
+        Node *group = find(name, true);
+        if (isGroup(name)) {
+            if (!group)
+                insertPath(name, true);
+            return;
+        }
+        if (group)
             removeNode(group);
     }
 }

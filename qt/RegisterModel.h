@@ -101,7 +101,7 @@ private:
     void compareMembers(Node *group);
     Node *insertPath(const std::string &name, bool asGroup);
     void removeNode(Node *node);
-    void removeEmptyGroups(std::string name);
+    void updateGroupsAbove(std::string name);
     bool isGroup(const std::string &name) const;
     Node *find(const std::string &name, bool asGroup) const;
     Node *nodeOf(const QModelIndex &index) const;

@@ -79,7 +79,7 @@ void _Register::removeGroup(void *sender, const std::string &name, RegisterScope
         return;
     std::set<std::string> names;
     if (entry.isGroup())
-        names = tree().propertyNames(entry.group);
+        names = tree().leafNames(entry.group);
     else
         names.insert(key.normal());
     if (key.isEmpty())

@@ -365,7 +365,8 @@ public:
     void resetProperty(void *sender, const std::string &name, RegisterScope scope);
 
     /// Removes a group and everything in it, or a property. Then notifies the callbacks once for
-    /// each property that was removed, in normal spelling ("ui/width"), after all of them are gone.
+    /// each property that was removed, and each group in which nothing was, in normal spelling
+    /// ("ui/width"), after all of them are gone.
     /// The empty name removes everything in the scope. Does nothing when the name does not exist.
     void removeGroup(void *sender, const std::string &name, RegisterScope scope);
 

@@ -107,7 +107,7 @@ TEST(PropertyTree, aRemovedGroupIsToldPropertyByProperty) {
     reg.removeGroup(&told, "g/own", UserScope); // the recorder's own change
     reg.removeGroup(&reg, "/g//", UserScope);
     reg.removeGroup(&reg, "/a//x", UserScope);
-    EXPECT_EQ(told, (std::vector<std::string>{":g/h/q", ":g/p", ":a/x"}));
+    EXPECT_EQ(told, (std::vector<std::string>{":g/empty", ":g/h/q", ":g/p", ":a/x"}));
     reg._writeInteger(&told, "g/p", 1, TempScope);
     reg.removeGroup(&reg, "", UserScope);
     EXPECT_EQ(told.back(), ":a/y");

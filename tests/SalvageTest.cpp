@@ -34,8 +34,9 @@ struct SampleTree {
     }
     Content content() {
         Content all;
-        for (const std::string &name : tree.propertyNames(group))
-            all[name] = tree.value(tree.find(top, Name(name)));
+        for (const std::string &name : tree.leafNames(group))
+            if (const Tree::Entry entry = tree.find(top, Name(name)); entry.isProperty())
+                all[name] = tree.value(entry);
         return all;
     }
     std::string encode() { return registerFormat::encode(tree, group); }
