@@ -29,6 +29,7 @@ if(REGISTER_QT_LAYER)
   list(APPEND REGISTER_PUBLIC_HEADERS
     qt/AutoSave.h
     qt/Export.h
+    qt/FileWatch.h
     qt/LiveProperty.h
     qt/PostOnce.h
     qt/RegisterModel.h

@@ -1,27 +1,17 @@
 #include "qt/AutoSave.h"
 
 #include <QCoreApplication>
-#include <QFileSystemWatcher>
 
 namespace utils::properties {
 
-namespace {
-
-/// Files that a save creates and renames follow each other in a few milliseconds.
-constexpr std::chrono::milliseconds settlingTime(50);
-
-} // namespace
-
 AutoSave::AutoSave(std::chrono::milliseconds delay, Action action, QObject *parent)
     : QObject(parent), _action(action) {
-    for (QTimer *timer : {&_delay, &_limit, &_settle})
+    for (QTimer *timer : {&_delay, &_limit})
         timer->setSingleShot(true);
     _delay.setInterval(delay);
     _limit.setInterval(10 * delay);
-    _settle.setInterval(settlingTime);
     connect(&_delay, &QTimer::timeout, this, &AutoSave::flush);
     connect(&_limit, &QTimer::timeout, this, &AutoSave::flush);
-    connect(&_settle, &QTimer::timeout, this, [this] { save(Sync); });
     if (QCoreApplication *application = QCoreApplication::instance()) {
         connect(application, &QCoreApplication::aboutToQuit, this, &AutoSave::flush);
         // A signal of QGuiApplication, which this library does not link.
@@ -39,19 +29,16 @@ AutoSave::~AutoSave() {
 }
 
 void AutoSave::setWatchFile(bool isWatched) {
-    _watcher.reset();
+    _watch.reset();
     if (!isWatched)
         return;
-    // A save renames a new file over the old one, so the directories are watched.
-    _watcher = std::make_unique<QFileSystemWatcher>();
+    QStringList files;
     for (const std::string &directory :
          {_Register::_UserRegisterPath, _Register::_GlobalRegisterPath})
         if (!directory.empty())
-            _watcher->addPath(QString::fromStdString(directory));
-    connect(_watcher.get(), &QFileSystemWatcher::directoryChanged, &_settle, [this] {
-        if (!_settle.isActive()) // a busy writer must not hold it up
-            _settle.start();
-    });
+            files += QString::fromStdString(directory + "/" + _Register::_BV_REGISTER_NAME);
+    _watch = std::make_unique<FileWatch>(files);
+    connect(_watch.get(), &FileWatch::changed, this, [this] { save(Sync); });
 }
 
 void AutoSave::changed() {
@@ -63,7 +50,7 @@ void AutoSave::changed() {
 
 void AutoSave::flush() {
     if (_post.isPosted() || _hasChanges)
-        save(_watcher ? Sync : _action);
+        save(_watch ? Sync : _action);
 }
 
 void AutoSave::endSession() {

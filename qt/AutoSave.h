@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qt/Export.h"
+#include "qt/FileWatch.h"
 #include "qt/PostOnce.h"
 #include "register/Subscription.h"
 
@@ -9,8 +10,6 @@
 
 #include <chrono>
 #include <memory>
-
-class QFileSystemWatcher;
 
 namespace utils::properties {
 
@@ -35,8 +34,9 @@ public:
                       Action action = Save, QObject *parent = nullptr);
     ~AutoSave() override;
 
-    /// With true, calls `sync` when another process has replaced the user file or the global file,
-    /// and also instead of each save, which could overwrite what has not been seen yet.
+    /// With true, calls `sync` when another process has created, replaced or removed the user file
+    /// or the global file, and also instead of each save, which could overwrite what has not been
+    /// seen yet.
     void setWatchFile(bool isWatched);
 
     /// Saves now if there are changes since the last save.
@@ -58,8 +58,7 @@ private:
     PostOnce _post;
     bool _hasChanges = false;
     QTimer _delay, _limit; ///< since the last change, and since the first one that is not saved
-    QTimer _settle;        ///< since the last event in a watched directory
-    std::unique_ptr<QFileSystemWatcher> _watcher;
+    std::unique_ptr<FileWatch> _watch;
     Subscription _subscription;
 };
 

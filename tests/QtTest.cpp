@@ -223,6 +223,11 @@ TEST(AutoSave, savesAfterChangesAndTellsFailures) {
     other._writeInteger("three", 3);
     other.save();
     EXPECT_TRUE(eventually([&] { return three.value() == 3; })) << "another process";
+    RegisterFile global(reg.globalDirectory() + "/Brevolant.dat");
+    global._writeInteger("four", 4);
+    global.save();
+    LiveProperty<int> four{Property<int>("four")};
+    EXPECT_TRUE(eventually([&] { return four.value() == 4; })) << "in a new directory";
 
     testing_support::writeFile(file, "no register file");
     three.set(4);

@@ -21,6 +21,13 @@ QString toQString(const std::string &text) {
     return QString::fromStdString(text);
 }
 
+QStringList filesOf(const std::vector<FileSource::Path> &paths) {
+    QStringList files;
+    for (const FileSource::Path &each : paths)
+        files += toQString(each.path);
+    return files;
+}
+
 bool isProperty(const RegisterFile &file, const std::string &name) {
     return file.propertyExists(name) && !file.groupExists(name);
 }
@@ -64,42 +71,13 @@ void change(RegisterFile &file, const Content &from, const Content &to) {
 
 } // namespace
 
-FileSource::FileSource(std::vector<Path> paths) {
+FileSource::FileSource(const std::vector<Path> &paths) : _watch(filesOf(paths)) {
     for (const Path &each : paths)
         _layers.push_back({each.scope, RegisterFile(each.path), each.isForAll});
-    constexpr int settlingTime = 50; // the steps of a save follow each other in a few milliseconds
-    _settle.setInterval(settlingTime);
-    _settle.setSingleShot(true);
-    for (auto changed : {&QFileSystemWatcher::directoryChanged, &QFileSystemWatcher::fileChanged})
-        connect(&_watcher, changed, &_settle, [this] {
-            if (!_settle.isActive()) // a busy writer must not hold it up
-                _settle.start();
-        });
-    connect(&_settle, &QTimer::timeout, this, &FileSource::refresh);
-    watch();
-}
-
-/// A save renames a new file over the old one, which the directory tells; one that does not exist
-/// yet is told by the directory above it. Other programs may write into the file itself.
-void FileSource::watch() {
-    QStringList wanted;
-    for (const Layer &each : _layers) {
-        QString path = toQString(each.file.path());
-        if (QFileInfo::exists(path))
-            wanted += path;
-        do
-            path = QFileInfo(path).path();
-        while (!QFileInfo::exists(path));
-        wanted += path;
-    }
-    for (const QString &path : _watcher.directories()) // another one stood for a missing one
-        if (!wanted.contains(path))
-            _watcher.removePath(path);
-    _watcher.addPaths(wanted);
+    connect(&_watch, &utils::properties::FileWatch::changed, this, &FileSource::refresh);
 }
 
 void FileSource::refresh() {
-    watch();
     _error.clear();
     for (Layer &each : _layers) {
         try {
@@ -217,7 +195,6 @@ void FileSource::replace(const Content &from, const Content &to, RegisterScope s
         change(file, to, from);
         throw;
     }
-    watch(); // the directory may be new
     for (const Content &side : {std::cref(from), std::cref(to)})
         for (const auto &[name, literal] : side)
             tell(name);

@@ -2,12 +2,11 @@
 
 #include "../registerctl/Dump.h"
 
+#include <qt/FileWatch.h>
 #include <qt/RegisterSource.h>
 #include <register/RegisterFile.h>
 
-#include <QFileSystemWatcher>
 #include <QObject>
-#include <QTimer>
 
 #include <memory>
 #include <optional>
@@ -34,7 +33,7 @@ public:
     };
 
     /// Opens the files, which need not exist. Throws `RegisterFileError`.
-    explicit FileSource(std::vector<Path> paths);
+    explicit FileSource(const std::vector<Path> &paths);
 
     const std::string &path(RegisterScope scope) const;
     const RegisterFile &file(RegisterScope scope) const { return layer(scope).file; }
@@ -71,14 +70,12 @@ private:
 
     Layer &layer(RegisterScope scope);
     const Layer &layer(RegisterScope scope) const;
-    void watch();
     void refresh();
     void tell(const std::string &entry) const;
 
     std::vector<Layer> _layers; ///< in lookup order
     std::function<void(const std::string &)> _listener;
-    QFileSystemWatcher _watcher;
-    QTimer _settle;
+    utils::properties::FileWatch _watch;
     QString _error; ///< of the last refresh; what was read before stays
 };
 
