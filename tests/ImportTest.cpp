@@ -146,13 +146,13 @@ TEST(Import, keyFiles) {
     EXPECT_EQ(
         import("keyfile",
                "# comment\n[Desktop Entry]\nName=Files\nName[de]=Dateien\n"
-               "Keys=a\\;b;2;\nSizes=1;2\nRatios=1;2.5\nFlags=true;false;\n"
+               "Keys=a\\;b;2;\nSizes=1;2;\nRatios=1;2.5;\nFlags=true;false;\nText=a; b\n"
                "One=a\\;b\nSpace=\\s1\nBad=a\\q\n[a/b]\nc=1\n[a]\nb=2\nx//y=3\n[..]\nk=1\n"),
         "Desktop Entry/Flags = [true, false]\nDesktop Entry/Keys = [\"a;b\", \"2\"]\n"
         "Desktop Entry/Name = \"Files\"\nDesktop Entry/Name[de] = \"Dateien\"\n"
         "Desktop Entry/One = [\"a;b\"]\n"
         "Desktop Entry/Ratios = [1, 2.5]\nDesktop Entry/Sizes = [1, 2]\n"
-        "Desktop Entry/Space = \" 1\"\na/b/c = 1\n"
+        "Desktop Entry/Space = \" 1\"\nDesktop Entry/Text = \"a; b\"\na/b/c = 1\n"
         "- Desktop Entry/Bad: Key file contains key “Bad” which has a value that cannot be "
         "interpreted.\n- a/b: there is a group of this name\n"
         "- a/x//y: the name has an empty level\n- ../k: the register does not allow this name\n");

@@ -172,6 +172,8 @@ Imported importFrom(const std::string &format, const std::string &text, bool gue
     if (!g_utf8_validate(text.data(), static_cast<gssize>(text.size()), &end))
         failAt(lineOf(text, static_cast<std::size_t>(end - text.data())),
                "a byte that does not belong to text in UTF-8");
+    // GLib would print what it throws here as an exception too.
+    g_log_set_default_handler([](auto...) {}, nullptr);
     Settings settings(guessTypes);
     found->import(text, settings);
     return std::move(settings.imported);

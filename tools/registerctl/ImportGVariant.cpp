@@ -122,6 +122,8 @@ void importGSettings(const std::string &text, Settings &settings) {
         ++number;
         end = std::min(text.find('\n', begin), text.size());
         const std::string line = text.substr(begin, end - begin);
+        if (line.empty())
+            continue;
         const std::size_t key = line.find(' ');
         const std::size_t value = key == line.npos ? key : line.find(' ', key + 1);
         if (value == line.npos)

@@ -35,9 +35,10 @@ bool isGood(const std::string &text) {
     return good;
 }
 
-/// In a string, GLib takes no "\;", which stands for ";" in an element of a list.
+/// GLib writes a ";" after each element of a list, and "\;" for one in an element. "\;" is wrong in
+/// a string.
 bool isList(const std::string &value) {
-    return value.find(';') != value.npos;
+    return (!value.empty() && value.back() == ';') || value.find("\\;") != value.npos;
 }
 
 std::vector<std::string> textsOf(GKeyFile *file, const char *group, const char *key) {
