@@ -15,51 +15,47 @@ namespace registerctl {
 
 namespace {
 
-/// Waits until something in the directory of a file may have changed.
-class DirectoryWatch {
+/// Waits until a file may have changed.
+class FileWatch {
 public:
-    explicit DirectoryWatch(const std::string &path)
-        : _directory(std::filesystem::path(path).parent_path().string()),
-          _events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    explicit FileWatch(const std::string &path)
+        : _path(path), _events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
         if (_events < 0)
             throw Failure(NotReadable, path + ": cannot be watched: " + std::strerror(errno));
-        add();
+        watchDirectories();
     }
-    ~DirectoryWatch() { ::close(_events); }
-    DirectoryWatch(const DirectoryWatch &) = delete;
-    DirectoryWatch &operator=(const DirectoryWatch &) = delete;
+    ~FileWatch() { ::close(_events); }
+    FileWatch(const FileWatch &) = delete;
+    FileWatch &operator=(const FileWatch &) = delete;
 
     void wait() {
         constexpr int untilItExists = 1000; // in milliseconds
         pollfd waiting = {_events, POLLIN, 0};
-        ::poll(&waiting, 1, _isAdded ? -1 : untilItExists);
-        drain();
-        if (!_isAdded)
-            add();
+        ::poll(&waiting, 1, _isWatched ? -1 : untilItExists);
+        char ignored[4096];
+        while (::read(_events, ignored, sizeof ignored) > 0)
+            ;
+        watchDirectories();
     }
 
 private:
-    void add() {
+    /// A save replaces the file, or the one that a link leads to, so their directories tell it.
+    /// They are watched again after each event: they may be new, or the link leads elsewhere.
+    void watchDirectories() {
+        std::error_code error;
+        const std::filesystem::path target = std::filesystem::weakly_canonical(_path, error);
+        _isWatched = watchDirectory(_path.parent_path()) && watchDirectory(target.parent_path());
+    }
+
+    bool watchDirectory(const std::filesystem::path &directory) const {
         constexpr unsigned changes = IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE |
                                      IN_DELETE_SELF | IN_MOVE_SELF;
-        _isAdded = ::inotify_add_watch(_events, _directory.c_str(), changes) >= 0;
+        return ::inotify_add_watch(_events, directory.c_str(), changes) >= 0;
     }
 
-    /// Reads all events. A directory that is gone is added again when it is back.
-    void drain() {
-        alignas(inotify_event) char buffer[4096];
-        for (ssize_t size; (size = ::read(_events, buffer, sizeof buffer)) > 0;)
-            for (const char *at = buffer; at < buffer + size;) {
-                const auto *event = reinterpret_cast<const inotify_event *>(at);
-                if (event->mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF))
-                    _isAdded = false;
-                at += sizeof *event + event->len;
-            }
-    }
-
-    const std::string _directory;
+    const std::filesystem::path _path;
     const int _events;
-    bool _isAdded = false;
+    bool _isWatched = false;
 };
 
 void print(const std::vector<Difference> &changes) {
@@ -77,10 +73,10 @@ void print(const std::vector<Difference> &changes) {
 ExitCode watch(const Options &options) {
     const std::string prefix = nameArgument(options, true);
     const Files files(options.selection);
-    DirectoryWatch directory(std::filesystem::absolute(files.target()).string());
+    FileWatch file(std::filesystem::absolute(files.target()).string());
     Content before = contentOf(files.openTarget(), prefix);
     for (std::string told;;) {
-        directory.wait();
+        file.wait();
         try {
             Content after = contentOf(files.openTarget(), prefix);
             print(differences(before, after));
