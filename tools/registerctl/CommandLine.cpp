@@ -9,6 +9,11 @@ namespace registerctl {
 
 namespace {
 
+/// A variable of a script that is not set must not select another register.
+std::string notEmpty(const std::string &value) {
+    return value.empty() ? "the value is empty" : "";
+}
+
 void addType(CLI::App &verb, Options &options, const char *what) {
     verb.add_option("--type", options.type, what)
         ->check(CLI::IsMember(typeNames()))
@@ -68,7 +73,9 @@ void loadOptions(CLI::App &verb, Options &options) {
 void compileOptions(CLI::App &verb, Options &options) {
     verb.add_option("-o,--output", options.output, "The register file to write")
         ->required()
+        ->check(notEmpty)
         ->type_name("FILE");
+    addForce(verb, options);
 }
 
 void importOptions(CLI::App &verb, Options &options) {
@@ -84,6 +91,7 @@ void importOptions(CLI::App &verb, Options &options) {
 
 void salvageOptions(CLI::App &verb, Options &options) {
     verb.add_option("-o,--output", options.output, "Write the dump to this file")
+        ->check(notEmpty)
         ->type_name("DUMP");
 }
 
@@ -142,7 +150,7 @@ const std::vector<Verb> &verbs() {
          "registerctl --app acme/editor load <settings.dump\n"
          "registerctl --app acme/editor load --replace -n ui <settings.dump",
          load, loadOptions},
-        {"compile", "-o FILE <DUMP", "Make a global file of a dump, at install time",
+        {"compile", "-o FILE [--force] <DUMP", "Make a global file of a dump, at install time",
          "registerctl compile -o Brevolant.dat <defaults.dump", compile, compileOptions},
         {"import", "--from FORMAT [--strings] [-n] [--force] FILE [PREFIX]",
          "Take over the settings of another store",
@@ -163,7 +171,6 @@ const std::vector<Verb> &verbs() {
          "registerctl --app acme/editor watch ui", watch, noOptions},
         {"edit", "[--force] [PREFIX]", "Edit the dump in $VISUAL or $EDITOR",
          "registerctl --app acme/editor edit ui", edit, addForce},
-        {"__complete", "WORD...", "", "", complete, noOptions},
     };
     return all;
 }
@@ -180,10 +187,10 @@ CommandLine::CommandLine(Options &options)
     auto *global =
         _app.add_option("--global", selection.global, "The directory of the global file");
     auto *file = _app.add_option("-f,--file", selection.file, "A register file alone");
-    app->type_name("ORG/APP");
-    user->type_name("DIR");
-    global->type_name("DIR");
-    file->type_name("FILE");
+    app->type_name("ORG/APP")->check(notEmpty);
+    user->type_name("DIR")->check(notEmpty);
+    global->type_name("DIR")->check(notEmpty);
+    file->type_name("FILE")->check(notEmpty);
     auto *scope = _app.add_option("--scope", selection.scope, "Read and write this scope only")
                       ->check(CLI::IsMember({"user", "global"}))
                       ->type_name("SCOPE");
@@ -206,18 +213,15 @@ CommandLine::CommandLine(Options &options)
             sub->prefix_command();
         sub->footer(std::string("Examples:\n") + verb.examples);
         verb.addOptions(*sub, options);
-        if (!*verb.what)
-            sub->group("");
     }
 }
 
 const Verb &CommandLine::parse(int count, char **arguments) {
-    // The parser gives the arguments after "--" to the program instead of the verb.
-    const bool isSplit =
-        std::find(arguments, arguments + count, std::string("--")) != arguments + count;
-    _app.allow_extras(isSplit);
+    // The parser would take what follows "--" for arguments of the program, not of the verb.
+    char **const end = arguments + count;
+    char **const split = std::find(arguments, end, std::string("--"));
     try {
-        _app.parse(count, arguments);
+        _app.parse(static_cast<int>(split - arguments), arguments);
     } catch (const CLI::RequiredError &) {
         if (!_app.get_subcommands().empty())
             throw;
@@ -227,18 +231,19 @@ const Verb &CommandLine::parse(int count, char **arguments) {
     const auto verb = std::find_if(verbs().begin(), verbs().end(), [&](const Verb &each) {
         return each.name == given->get_name();
     });
-    _options.arguments = given->remaining();
-    const auto end = verb->takesFiles || _options.arguments.empty()
-                         ? _options.arguments.end()
-                         : _options.arguments.begin() + 1;
-    const auto option = std::find_if(_options.arguments.begin(), end, [](const std::string &each) {
+    std::vector<std::string> &operands = _options.arguments;
+    operands = given->remaining();
+    const auto checked =
+        verb->takesFiles || operands.empty() ? operands.end() : operands.begin() + 1;
+    const auto option = std::find_if(operands.begin(), checked, [](const std::string &each) {
         return each.size() > 1 && each[0] == '-';
     });
-    if (option != end && verb->run != complete)
+    if (option != checked)
         throw Failure(WrongUsage, "unknown option " + *option + " of " + verb->name);
-    if (isSplit)
-        for (const std::string &rest : _app.remaining())
-            _options.arguments.push_back(rest);
+    // After a NAME, "--" is a value like all others.
+    const bool isValue = !verb->takesFiles && !operands.empty();
+    if (split != end)
+        operands.insert(operands.end(), isValue ? split : split + 1, end);
     return *verb;
 }
 

@@ -64,12 +64,12 @@ private:
             addNames();
         else
             for (const Verb &verb : verbs())
-                if (*verb.what)
-                    offer(verb.name);
+                offer(verb.name);
     }
 
     void offer(const std::string &candidate) {
-        if (candidate.compare(0, last().size(), last()) == 0)
+        const bool isOneLine = candidate.find('\n') == candidate.npos;
+        if (isOneLine && candidate.compare(0, last().size(), last()) == 0)
             _candidates.insert(candidate);
     }
 
@@ -127,9 +127,9 @@ private:
 
 } // namespace
 
-ExitCode complete(const Options &options) {
+ExitCode complete(std::vector<std::string> words) {
     try {
-        Completion(options.arguments).print();
+        Completion(std::move(words)).print();
     } catch (const Failure &) { // no candidates where the files cannot be read
     } catch (const CLI::Error &) {
     }

@@ -1,5 +1,7 @@
 #include "Files.h"
 
+#include "Literal.h"
+
 #include <register/Directories.h>
 
 #include <cstdlib>
@@ -39,7 +41,13 @@ Directories directoriesOf(const std::string &app) {
 } // namespace
 
 void warn(const std::string &message) {
-    std::cerr << "registerctl: " << message << '\n';
+    constexpr std::size_t front = 1500, back = 300; // the reason is at the end
+    std::cerr << "registerctl: "
+              << escapeControls(message.size() <= front + back
+                                    ? message
+                                    : message.substr(0, front) + " ... " +
+                                          message.substr(message.size() - back))
+              << '\n';
 }
 
 ExitCode codeOf(const RegisterFileError &error) {
@@ -48,15 +56,26 @@ ExitCode codeOf(const RegisterFileError &error) {
 
 RegisterFile openFile(const std::string &path, bool mustExist) {
     try {
-        RegisterFile file(path);
-        if (mustExist && !fs::exists(path))
+        const fs::file_type type = fs::status(path).type();
+        if (mustExist && type == fs::file_type::not_found)
             throw Failure(NotReadable, path + ": No such file or directory");
-        return file;
+        if (type == fs::file_type::fifo || type == fs::file_type::socket)
+            throw Failure(NotReadable, path + ": a register file cannot be read from a pipe");
+        return RegisterFile(path);
     } catch (const RegisterFileError &error) {
         throw Failure(codeOf(error), error.path() + ": " + error.reason());
     } catch (const fs::filesystem_error &error) {
         throw Failure(NotReadable, path + ": " + error.code().message());
     }
+}
+
+void checkUse(const RegisterFile &file, bool force) {
+    if (!file.willBeOverwritten())
+        return;
+    const std::string message = file.path() + ": a running process will overwrite this file";
+    if (!force)
+        throw Failure(InUse, message + "; --force writes nevertheless");
+    warn(message);
 }
 
 utils::properties::SyncResult saveForAll(RegisterFile &file) {
@@ -87,9 +106,11 @@ Files::Files(const Selection &selection)
 
 std::string Files::path(const std::string &scope) const {
     const std::string &path = scope == "global" ? _global : _user;
-    if (path.empty())
+    if (path.empty()) {
+        const std::string other = scope == "global" ? "user" : "global";
         throw Failure(WrongUsage, "no directory of the scope " + scope + " is given: use --" +
-                                      scope + " DIR or --app");
+                                      scope + " DIR or --app, or --scope " + other);
+    }
     return path;
 }
 
@@ -119,12 +140,7 @@ std::vector<Layer> Files::layers(bool mustExist) const {
 }
 
 void Files::save(RegisterFile &file) const {
-    if (file.willBeOverwritten()) {
-        const std::string message = file.path() + ": a running process will overwrite this file";
-        if (!_force)
-            throw Failure(InUse, message + "; --force writes nevertheless");
-        warn(message);
-    }
+    checkUse(file, _force);
     try {
         if (_file.empty() && _scope == "global")
             saveForAll(file);

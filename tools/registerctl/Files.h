@@ -36,6 +36,9 @@ ExitCode codeOf(const utils::properties::RegisterFileError &error);
 /// `mustExist` also for one that does not exist.
 RegisterFile openFile(const std::string &path, bool mustExist = false);
 
+/// Throws `Failure` with `InUse` when a running process will overwrite a file; with `force`, warns.
+void checkUse(const RegisterFile &file, bool force);
+
 /// Saves a file of the global scope. A new one can be read by all users, and the umask decides
 /// about new directories. Throws `RegisterFileError` and `std::filesystem::filesystem_error`.
 utils::properties::SyncResult saveForAll(RegisterFile &file);
@@ -71,7 +74,7 @@ const Layer *findProperty(const std::vector<Layer> &layers, const std::string &n
 /// True when one of the files has a group of this name.
 bool isGroup(const std::vector<Layer> &layers, const std::string &name);
 
-/// A message on standard error, in the form of all messages.
+/// A message on standard error, in the form of all messages; the middle of a long one is left out.
 void warn(const std::string &message);
 
 } // namespace registerctl

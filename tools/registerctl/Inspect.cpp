@@ -1,24 +1,32 @@
 #include "Dump.h"
 #include "Files.h"
+#include "Literal.h"
+#include "TextFile.h"
 #include "Verbs.h"
 
 #include <algorithm>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
+#include <sstream>
 
 namespace registerctl {
 
 using utils::properties::FileFault;
 using utils::properties::RegisterFileError;
+namespace fs = std::filesystem;
 
 namespace {
+
+bool isDump(const std::string &text) {
+    return text.compare(0, sizeof dumpHeader - 1, dumpHeader) == 0;
+}
 
 /// The content of "user", "global", a register file or a dump.
 Content operand(const std::string &name, const Selection &selection) {
     if (name == "user" || name == "global")
         return contentOf(openFile(Files(selection).path(name)), {});
-    const std::string text = readInput(name);
-    if (text.compare(0, sizeof dumpHeader - 1, dumpHeader) != 0)
+    const std::string text = readText(name);
+    if (!isDump(text))
         return contentOf(openFile(name, true), {});
     RegisterFile dump = scratchFile();
     try {
@@ -64,13 +72,24 @@ ExitCode checkFile(const std::string &path) {
     return Damaged;
 }
 
-void writeSalvage(std::ostream &out, const std::string &path, const Content &content,
-                  const std::vector<FileFault> &faults) {
-    out << dumpHeader << "\n# salvaged from " << path << '\n';
+std::string salvageDump(const std::string &path, const Content &content,
+                        const std::vector<FileFault> &faults) {
+    std::ostringstream out;
+    out << dumpHeader << "\n# salvaged from " << nameToText(path) << '\n';
     for (const FileFault &fault : faults)
         out << "# byte " << fault.offset << ": " << fault.what << '\n';
     for (const auto &entry : content)
         out << dumpLine(entry) << '\n';
+    return out.str();
+}
+
+/// Only a dump may be overwritten: the damaged file is all that is left of its settings.
+void checkOutput(const std::string &output, const std::string &damaged) {
+    std::error_code missing;
+    if (fs::equivalent(output, damaged, missing))
+        throw Failure(WrongUsage, output + " is the damaged file");
+    if (fs::is_regular_file(output, missing) && !fs::is_empty(output) && !isDump(readText(output)))
+        throw Failure(NotWritten, output + " exists, and is no dump");
 }
 
 } // namespace
@@ -99,15 +118,13 @@ ExitCode salvage(const Options &options) {
         throw Failure(WrongUsage, "salvage takes one FILE");
     const std::string &path = options.arguments[0];
     std::vector<FileFault> faults;
-    const Content content = contentOf(salvaged(path, faults), {});
-    if (options.output.empty()) {
-        writeSalvage(std::cout, path, content, faults);
-    } else {
-        std::ofstream out(options.output);
-        writeSalvage(out, path, content, faults);
-        if (!out.flush())
-            throw Failure(NotWritten, options.output + ": cannot be written");
-    }
+    if (!options.output.empty())
+        checkOutput(options.output, path);
+    const std::string dump = salvageDump(path, contentOf(salvaged(path, faults), {}), faults);
+    if (options.output.empty())
+        std::cout << dump;
+    else
+        writeText(options.output, dump);
     printFaults(path, faults);
     return faults.empty() ? Done : NotThere;
 }

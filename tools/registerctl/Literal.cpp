@@ -3,8 +3,10 @@
 #include "Failure.h"
 
 #include <QByteArray>
+#include <QString>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -34,6 +36,13 @@ std::string base64(const std::string &bytes) {
     return QByteArray::fromRawData(bytes.data(), static_cast<int>(bytes.size()))
         .toBase64()
         .toStdString();
+}
+
+/// Controls of a terminal, and marks that change the order of text.
+bool isControl(QChar character) {
+    const ushort code = character.unicode();
+    return character.category() == QChar::Other_Control || code == 0x200E || code == 0x200F ||
+           (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
 std::uint64_t bitsOf(double number) {
@@ -79,7 +88,7 @@ std::string text(double value) {
 
 std::string text(const std::string &value) {
     try {
-        return json(value).dump();
+        return escapeControls(json(value).dump());
     } catch (const json::type_error &) { // not UTF-8
         return "b64" + inQuotes(base64(value));
     }
@@ -348,7 +357,19 @@ std::string nameToText(const std::string &name) {
     constexpr std::string_view plain =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._/-";
     const bool isPlain = !name.empty() && name.find_first_not_of(plain) == name.npos;
-    return isPlain ? name : json(name).dump(-1, ' ', false, json::error_handler_t::replace);
+    return isPlain
+               ? name
+               : escapeControls(json(name).dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
+std::string escapeControls(const std::string &text) {
+    const auto isPlain = [](char each) { return each >= 0x20 && each < 0x7F; };
+    if (std::all_of(text.begin(), text.end(), isPlain))
+        return text;
+    QString escaped;
+    for (const QChar each : QString::fromStdString(text))
+        escaped += isControl(each) ? QString::asprintf("\\u%04x", each.unicode()) : QString(each);
+    return escaped.toStdString();
 }
 
 std::string takeName(std::string_view &line) {
@@ -420,7 +441,8 @@ std::vector<std::string> bareTexts(const PropertyValue &value) {
 }
 
 std::string toJson(const PropertyValue &value) {
-    return std::visit([](const auto &held) { return toJsonValue(held).dump(); }, value);
+    return escapeControls(
+        std::visit([](const auto &held) { return toJsonValue(held).dump(); }, value));
 }
 
 } // namespace registerctl

@@ -23,6 +23,9 @@ void writeLiteral(RegisterFile &file, const std::string &name, std::string_view 
 
 /// A name as a dump has it: as it is, or as a JSON string.
 std::string nameToText(const std::string &name);
+/// Text with escapes of JSON for the characters that control a terminal and those that change the
+/// order of the text around them. Bytes that are not UTF-8 become U+FFFD.
+std::string escapeControls(const std::string &text);
 /// Takes a name off the front of a line. Throws `Failure`.
 std::string takeName(std::string_view &line);
 /// The normal spelling of a name: without empty levels.

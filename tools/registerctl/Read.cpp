@@ -3,9 +3,7 @@
 #include "Verbs.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -15,8 +13,9 @@ using utils::properties::PropertyBadType;
 
 namespace {
 
-[[noreturn]] void notThere(const std::string &name) {
-    throw Failure(NotThere, nameToText(name) + ": no such property");
+[[noreturn]] void notThere(const std::vector<Layer> &layers, const std::string &name) {
+    const char *const why = isGroup(layers, name) ? " is a group" : ": no such property";
+    throw Failure(NotThere, nameToText(name) + why);
 }
 
 /// The value of a property, if it is one of the register's types.
@@ -51,6 +50,18 @@ void print(const PropertyValue &value, const Options &options) {
     }
     for (const std::string &text : bareTexts(value))
         std::cout << text << (options.nul ? '\0' : '\n');
+}
+
+/// Prints the default: as it stands, or in the form of a value.
+void printDefault(const Options &options) {
+    const std::string &text = *options.standIn;
+    if (!options.literal && !options.json) {
+        std::cout << text << (options.nul ? '\0' : '\n');
+        return;
+    }
+    const PropertyValue value =
+        options.type.empty() ? PropertyValue(text) : typedValue(options.type, {text});
+    std::cout << (options.literal ? toLiteral(value) : toJson(value)) << '\n';
 }
 
 /// The names of all layers, each with the first layer that has the property, and its literal there.
@@ -150,18 +161,16 @@ std::string nameArgument(const Options &options, bool isOptional) {
         throw Failure(WrongUsage, "\"" + options.arguments[1] + "\" is one argument too many");
     if (options.arguments.empty() && !isOptional)
         throw Failure(WrongUsage, "a NAME is missing");
-    return options.arguments.empty() ? std::string() : normalName(options.arguments[0]);
+    if (options.arguments.empty())
+        return {};
+    return isOptional ? normalName(options.arguments[0]) : propertyName(options.arguments[0]);
 }
 
-std::string readInput(const std::string &path) {
-    std::ifstream file;
-    if (path != "-")
-        file.open(path, std::ios::binary);
-    std::istream &input = path == "-" ? std::cin : file;
-    std::string text{std::istreambuf_iterator<char>(input), {}};
-    if (!input)
-        throw Failure(NotReadable, path + ": cannot be read");
-    return text;
+std::string propertyName(const std::string &argument) {
+    const std::string name = normalName(argument);
+    if (name.empty())
+        throw Failure(WrongUsage, "a NAME is empty");
+    return name;
 }
 
 ExitCode get(const Options &options) {
@@ -170,15 +179,13 @@ ExitCode get(const Options &options) {
     const Layer *layer =
         options.type.empty() ? findProperty(layers, name) : findTyped(layers, name, options.type);
     if (!layer && options.standIn) {
-        std::cout << *options.standIn << (options.nul ? '\0' : '\n');
+        printDefault(options);
         return Done;
     }
     if (!layer && findProperty(layers, name))
         throw Failure(WrongValue, nameToText(name) + " is not of the type " + options.type);
-    if (!layer && isGroup(layers, name))
-        throw Failure(NotThere, nameToText(name) + " is a group");
     if (!layer)
-        notThere(name);
+        notThere(layers, name);
     const std::string literal = literalOf(*layer, name);
     const auto value = valueOf(*layer, name);
     if (options.literal)
@@ -204,7 +211,7 @@ ExitCode list(const Options &options) {
         const auto &[layer, literal] = found;
         if (options.details)
             std::cout << typeOf(*layer, name) << '\t' << layer->scope << '\t';
-        std::cout << nameToText(name);
+        std::cout << (options.names && options.nul ? name : nameToText(name));
         if (!options.names)
             std::cout << " = " << literal;
         std::cout << (options.nul ? '\0' : '\n');
@@ -226,7 +233,7 @@ ExitCode type(const Options &options) {
     const std::vector<Layer> layers = Files(options.selection).layers();
     const Layer *layer = findProperty(layers, name);
     if (!layer && !isGroup(layers, name))
-        notThere(name);
+        notThere(layers, name);
     std::cout << (layer ? typeOf(*layer, name) : "group") << '\n';
     return Done;
 }
@@ -236,7 +243,7 @@ ExitCode explain(const Options &options) {
     const std::vector<Layer> layers = Files(options.selection).layers();
     const Layer *effective = findProperty(layers, name);
     if (!effective)
-        notThere(name);
+        notThere(layers, name);
     std::cout << nameToText(name) << " = " << literalOf(*effective, name) << '\n';
     for (const Layer &layer : layers) {
         std::cout << layer.scope << '\t' << layer.file.path() << '\t';

@@ -22,15 +22,19 @@ public:
     }
     ~TemporaryDirectory() {
         std::error_code ignored;
-        std::filesystem::remove_all(_path, ignored);
+        if (!_isKept)
+            std::filesystem::remove_all(_path, ignored);
     }
     TemporaryDirectory(const TemporaryDirectory &) = delete;
     TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
 
+    /// Leaves the directory where it is.
+    void keep() { _isKept = true; }
     std::string operator/(const std::string &name) const { return _path + "/" + name; }
 
 private:
     std::string _path;
+    bool _isKept = false;
 };
 
 } // namespace registerctl

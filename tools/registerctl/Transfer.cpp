@@ -3,12 +3,12 @@
 #include "Literal.h"
 #include "Progress.h"
 #include "TemporaryDirectory.h"
+#include "TextFile.h"
 #include "Verbs.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 
@@ -23,9 +23,10 @@ namespace {
 
 /// The content of a dump on standard input.
 RegisterFile inputDump(const std::string &prefix) {
+    const std::string text = readText("-");
     RegisterFile source = scratchFile();
     try {
-        readDump(readInput("-"), source, prefix);
+        readDump(text, source, prefix);
     } catch (const Failure &failure) {
         throw Failure(failure.code, std::string("standard input: ") + failure.what());
     }
@@ -59,12 +60,6 @@ std::string withComment(const std::string &comment, std::string dump) {
     return dump.insert(second, mark + comment + "\n");
 }
 
-void writeText(const std::string &path, const std::string &text) {
-    std::ofstream out(path, std::ios::binary);
-    if (!(out << text).flush())
-        throw Failure(NotWritten, path + ": cannot be written");
-}
-
 std::string editor() {
     for (const char *variable : {"VISUAL", "EDITOR"})
         if (const char *value = std::getenv(variable); value && *value)
@@ -79,13 +74,31 @@ std::string editText(const std::string &path, const std::string &text) {
     const int status = std::system((editor() + " \"$REGISTERCTL_FILE\"").c_str());
     if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
         throw Failure(WrongValue, "the editor \"" + editor() + "\" failed; nothing is changed");
-    return readInput(path);
+    return readText(path);
 }
 
 std::string editable(const Content &content) {
     std::ostringstream dump;
     writeDump(dump, content);
     return withComment("save and leave the editor to apply your changes", dump.str());
+}
+
+/// Has the user edit a dump, again while it has errors. Returns what it holds.
+RegisterFile editDump(const std::string &path, std::string shown, const std::string &prefix) {
+    for (;;) {
+        // With a comment, so that the numbers of lines are those of what comes back.
+        const std::string edited = withComment({}, editText(path, shown));
+        RegisterFile source = scratchFile();
+        try {
+            readDump(edited, source, prefix);
+            return source;
+        } catch (const Failure &failure) {
+            const std::string commented = withComment(failure.what(), edited);
+            if (commented == shown) // the person gives up, or the editor is not used by a person
+                throw Failure(WrongValue, std::string(failure.what()) + "; nothing is changed");
+            shown = commented;
+        }
+    }
 }
 
 std::string prefixed(const std::string &prefix, const std::string &name) {
@@ -119,7 +132,8 @@ ExitCode compile(const Options &options) {
     const std::string path = fs::weakly_canonical(fs::absolute(options.output), error).string();
     if (error)
         throw Failure(NotWritten, options.output + ": " + error.message());
-    openFile(path); // nothing that is not a register file is overwritten
+    // Nothing that is not a register file is overwritten.
+    checkUse(openFile(path), options.selection.force);
     const RegisterFile source = inputDump({});
     try {
         const TemporaryDirectory beside(fs::path(path).parent_path().string());
@@ -143,7 +157,7 @@ ExitCode import(const Options &options) {
     const std::string prefix = options.arguments.size() < 2 ? "" : normalName(options.arguments[1]);
     Imported imported;
     try {
-        imported = importFrom(options.format, readInput(path), !options.strings);
+        imported = importFrom(options.format, readText(path), !options.strings);
     } catch (const utils::Exception &error) {
         throw Failure(WrongValue, path + ": " + error.what());
     }
@@ -151,8 +165,12 @@ ExitCode import(const Options &options) {
     Progress progress(imported.properties.size());
     std::size_t count = 0;
     for (const auto &[name, value] : imported.properties) {
-        writeValue(source, prefixed(prefix, name), value);
-        progress.reached(++count);
+        try {
+            writeValue(source, prefixed(prefix, name), value);
+            progress.reached(++count);
+        } catch (const Failure &failure) { // the prefix makes it too long
+            imported.refused.push_back(failure.what());
+        }
     }
     transfer(options, source, prefix);
     for (const std::string &refused : imported.refused)
@@ -167,28 +185,23 @@ ExitCode edit(const Options &options) {
     const std::string prefix = nameArgument(options, true);
     const Files files(options.selection);
     RegisterFile file = files.openTarget();
+    if (!options.selection.force)
+        checkUse(file, false); // before the user's work
     const Content before = contentOf(file, prefix);
-    const TemporaryDirectory directory(fs::temp_directory_path().string());
-    std::string shown = editable(before);
-    for (;;) {
-        // With a comment, so that the numbers of lines are those of what comes back.
-        const std::string edited = withComment({}, editText(directory / "dump.conf", shown));
-        RegisterFile source = scratchFile();
-        try {
-            readDump(edited, source, prefix);
-        } catch (const Failure &failure) {
-            const std::string commented = withComment(failure.what(), edited);
-            if (commented == shown) // the person gives up, or the editor is not used by a person
-                throw Failure(WrongValue, std::string(failure.what()) + "; nothing is changed");
-            shown = commented;
-            continue;
-        }
+    const char *const temporary = std::getenv("TMPDIR");
+    TemporaryDirectory directory(temporary && *temporary ? temporary : "/tmp");
+    const std::string path = directory / "dump.conf";
+    const RegisterFile source = editDump(path, editable(before), prefix);
+    try {
         removeContent(file, prefix);
         copyContent(contentOf(source, prefix), source, file);
         if (contentOf(file, prefix) != before)
             files.save(file);
-        return Done;
+    } catch (const Failure &failure) {
+        directory.keep();
+        throw Failure(failure.code, std::string(failure.what()) + "; your text is in " + path);
     }
+    return Done;
 }
 
 } // namespace registerctl

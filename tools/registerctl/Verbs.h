@@ -40,13 +40,13 @@ ExitCode check(const Options &options);
 ExitCode salvage(const Options &options);
 ExitCode watch(const Options &options);
 
-/// The candidates for the last word of a command line; hidden, for the completion of shells.
-ExitCode complete(const Options &options);
+/// Prints the candidates for the last word of a command line, for the completion of shells.
+ExitCode complete(std::vector<std::string> words);
 
 /// The only argument, in normal spelling; empty if there is none and `isOptional`. Throws `Failure`
 /// with `WrongUsage` for any other number.
 std::string nameArgument(const Options &options, bool isOptional = false);
-/// The content of a file, or of standard input for "-". Throws `Failure`.
-std::string readInput(const std::string &path);
+/// The name of a property or a group, in normal spelling. Throws `Failure` for an empty one.
+std::string propertyName(const std::string &argument);
 
 } // namespace registerctl

@@ -35,7 +35,7 @@ void removeName(RegisterFile &file, const std::string &name, const Options &opti
 ExitCode set(const Options &options) {
     if (options.arguments.empty())
         throw Failure(WrongUsage, "a NAME is missing");
-    const std::string name = normalName(options.arguments[0]);
+    const std::string name = propertyName(options.arguments[0]);
     const std::vector<std::string> texts(options.arguments.begin() + 1, options.arguments.end());
     const Files files(options.selection);
     RegisterFile file = files.openTarget();
@@ -60,9 +60,7 @@ ExitCode unset(const Options &options) {
     RegisterFile file = files.openTarget();
     bool isThere = false;
     for (const std::string &argument : options.arguments) {
-        const std::string name = normalName(argument);
-        if (name.empty())
-            throw Failure(WrongUsage, "a NAME is empty");
+        const std::string name = propertyName(argument);
         isThere = isThere || file.propertyExists(name);
         removeName(file, name, options);
     }

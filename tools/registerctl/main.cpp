@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <new>
 
@@ -10,13 +11,12 @@ using namespace registerctl;
 namespace {
 
 int run(int count, char **arguments) {
+    if (count > 1 && arguments[1] == std::string("__complete"))
+        return complete({arguments + 2, arguments + count});
     Options options;
     CommandLine line(options);
     try {
-        const int code = line.parse(count, arguments).run(options);
-        if (!std::cout.flush())
-            throw Failure(NotWritten, "standard output: cannot be written");
-        return code;
+        return line.parse(count, arguments).run(options);
     } catch (const CLI::Success &help) { // --help and --version
         return line.app().exit(help);
     } catch (const CLI::ParseError &error) {
@@ -33,7 +33,13 @@ int run(int count, char **arguments) {
 int main(int count, char **arguments) {
     std::ios::sync_with_stdio(false);
     try {
-        return run(count, arguments);
+        const int code = run(count, arguments);
+        if (code == NotWritten || std::cout.flush())
+            return code;
+        warn("standard output: cannot be written");
+    } catch (const std::filesystem::filesystem_error &error) { // as the working directory is gone
+        warn(error.path1().string() + ": " + error.code().message());
+        return NotReadable;
     } catch (const std::bad_alloc &) {
         warn("out of memory");
     } catch (const std::exception &error) { // a value or a file that is too large
