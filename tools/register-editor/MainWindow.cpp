@@ -3,6 +3,7 @@
 #include "../registerctl/Dump.h"
 #include "../registerctl/Failure.h"
 #include "../registerctl/Literal.h"
+#include "../registerctl/TextFile.h"
 #include "DamagePage.h"
 #include "Details.h"
 #include "FilterModel.h"
@@ -14,7 +15,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
-#include <QFile>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -321,14 +321,11 @@ void MainWindow::reset() {
 
 void MainWindow::importDump() {
     const QString path = QFileDialog::getOpenFileName(this, tr("Import a Dump"));
-    QFile file(path);
     if (path.isEmpty())
         return;
-    if (!file.open(QIODevice::ReadOnly))
-        return showMessage(file.errorString());
     try {
         RegisterFile content = registerctl::scratchFile();
-        registerctl::readDump(file.readAll().toStdString(), content, {});
+        registerctl::readDump(registerctl::readText(path.toStdString()), content, {});
         write(registerctl::contentOf(content, {}), tr("Import"));
     } catch (const registerctl::Failure &failure) {
         showMessage(QString::fromUtf8(failure.what()));
