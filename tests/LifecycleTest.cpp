@@ -222,6 +222,15 @@ TEST(Lifecycle, aStartThatRecoversGoesOnBesideAnyFile) {
     EXPECT_EQ(start(userDirectory()), "-|-|") << "the register has already started";
 }
 
+TEST(Lifecycle, aStartThatRecoversSetsADamagedFileAside) {
+    ASSERT_EQ(runHelper("plain theme dark"), 0);
+    writeFile(userFile(), "damaged");
+    const Recovery recovery = _Register::initializeOrRecover(globalDirectory(), userDirectory());
+    EXPECT_EQ(recovery.userError->reason(), "This is not a register file.");
+    EXPECT_EQ(readFile(recovery.damagedFile), "damaged");
+    EXPECT_FALSE(recovery.previousRestored);
+}
+
 TEST(Lifecycle, aStartThatRecoversGoesOnWithoutADirectory) {
     const std::string loop = dataDirectory() / "loop";
     fs::create_symlink("loop", loop);
