@@ -117,7 +117,8 @@ public:
     /// been moved into the tree.
     class Builder {
     public:
-        /// Makes room for `count` groups, which will replace the content of `target`.
+        /// Begins the groups that will replace the content of `target`. Makes room for `count`;
+        /// there may be more.
         Builder(Tree &tree, std::size_t count, GroupId target);
         ~Builder();
         Builder(const Builder &) = delete;
@@ -133,6 +134,8 @@ public:
         Tree &_tree;
         const GroupId _target;
         GroupId _first;
+        const std::size_t _announced;
+        std::size_t _count = 0;
     };
 
 private:

@@ -5,7 +5,7 @@
 namespace filesystem {
 
 Tree::Builder::Builder(Tree &tree, std::size_t count, GroupId target)
-    : _tree(tree), _target(target) {
+    : _tree(tree), _target(target), _announced(count) {
     tree.reserveGroups(count + 1);
     tree._index.reserve(count);
     Group first; // represents the target until `moveIntoTree`
@@ -20,6 +20,8 @@ Tree::Builder::~Builder() {
 
 Tree::GroupId Tree::Builder::add(GroupId parent, std::string_view name) {
     reserveOne(_tree._groups[parent].groups);
+    if (++_count > _announced)
+        _tree._index.reserve(_count);
     const GroupId id = _tree.newGroup(name, parent);
     _tree.attach(id, parent);
     return id;
