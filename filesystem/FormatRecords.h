@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 /// The parts of a register file, as they lie in its bytes. docs/file-format.md describes them.
@@ -20,8 +21,10 @@ constexpr std::size_t payloadLengthAt = 16;
 constexpr std::size_t checksumAt = 24;
 constexpr std::size_t headerLength = 32;
 
-/// The checksum of a file with these first `checksumAt` bytes and this payload.
-std::uint64_t checksum(std::string_view front, std::string_view payload);
+/// The checksum that a file should have: that of all other bytes.
+std::uint64_t checksumOf(std::string_view file);
+/// Writes the header of a file, whose payload lies behind it.
+void writeHeader(std::string &file);
 
 /// The fields in front of a group's name.
 struct GroupHeader {

@@ -172,8 +172,7 @@ void checkHeader(std::string_view file) {
         throw utils::Exception("The register file is damaged: it should hold " +
                                std::to_string(length) + " bytes after its header and holds " +
                                std::to_string(present) + ".");
-    if (checksum(file.substr(0, checksumAt), file.substr(headerLength)) !=
-        get<std::uint64_t>(&file[checksumAt]))
+    if (checksumOf(file) != get<std::uint64_t>(&file[checksumAt]))
         throw utils::Exception("The register file is damaged: its checksum does not match.");
     if (get<std::uint32_t>(&file[flagsAt]) != 0)
         throw utils::Exception("The register file uses features that this library does not know.");
@@ -181,12 +180,20 @@ void checkHeader(std::string_view file) {
 
 } // namespace
 
-std::uint64_t checksum(std::string_view front, std::string_view payload) {
+std::uint64_t checksumOf(std::string_view file) {
     XXH3_state_t state;
     XXH3_64bits_reset(&state);
-    XXH3_64bits_update(&state, front.data(), front.size());
-    XXH3_64bits_update(&state, payload.data(), payload.size());
+    XXH3_64bits_update(&state, file.data(), checksumAt);
+    XXH3_64bits_update(&state, file.data() + headerLength, file.size() - headerLength);
     return XXH3_64bits_digest(&state);
+}
+
+void writeHeader(std::string &file) {
+    magic.copy(file.data(), magic.size());
+    put(&file[versionAt], version);
+    put(&file[flagsAt], std::uint32_t{0});
+    put(&file[payloadLengthAt], std::uint64_t{file.size() - headerLength});
+    put(&file[checksumAt], checksumOf(file));
 }
 
 std::string_view headerOf(std::string_view file) {
@@ -216,15 +223,10 @@ std::string encode(Tree &tree, Tree::GroupId top) {
         throw utils::Exception("The content is too large for a register file (256 MiB).");
     std::string file;
     file.reserve(size);
-    file.append(magic);
-    append<std::uint32_t>(file, version);
-    append<std::uint32_t>(file, 0); // flags
-    append<std::uint64_t>(file, size - headerLength);
-    append<std::uint64_t>(file, 0); // checksum, set below
+    file.resize(headerLength);
     for (Tree::GroupId id = top; id != Tree::none; id = tree.next(id, top))
         appendGroup(file, tree, id, id == top ? std::string_view() : tree.name(id));
-    const std::string_view all = file;
-    put(&file[checksumAt], checksum(all.substr(0, checksumAt), all.substr(headerLength)));
+    writeHeader(file);
     return file;
 }
 

@@ -37,8 +37,8 @@ public:
     /// intact, and the content is then complete. After a thousand faults, the last one counts the
     /// others. The file at `path` is not changed, also not by `save`, as long as it is damaged.
     ///
-    /// Groups that lie in something unknown are below "lost+found/BYTE"; what has no usable name is
-    /// "lost+found/BYTE" itself. Where only the checksum is wrong, any value may be.
+    /// What lies in something unknown, and what has a name that is taken, is
+    /// "lost+found/NAME@BYTE". Where only the checksum is wrong, any value may be.
     ///
     /// Throws `RegisterFileError` for a file that cannot be read, is of a newer version or is no
     /// register file; `faults` is then unchanged.
