@@ -180,6 +180,11 @@ private:
     const Group &lost();
     void addLostProperties();
 
+    /// True when a property of the group begins here whose name is damaged.
+    bool isUnnamed(std::size_t at, PropertyRecord &property) const {
+        return take(_file, at, property) && at + sizeOf(property) <= storedEnd() &&
+               !property.name.empty() && !property.value.empty() && isTypical(property.value);
+    }
     std::size_t storedEnd() const { return _head + _header.propertiesLength; }
     Group child(const Group &parent, std::string_view name) {
         return {_builder.add(parent.id, name),
@@ -192,8 +197,8 @@ private:
     }
     /// The name of what begins at a byte in "lost+found". No two are equal.
     static std::string lostName(std::string_view name, std::size_t at) {
-        const bool isTooLong = name.size() > maxNameUnits - maxAdded;
-        return std::string(isTooLong ? "" : name) + '@' + std::to_string(at);
+        const bool isGood = name.size() <= maxNameUnits - maxAdded && isValidComponent(name);
+        return std::string(isGood ? name : "") + '@' + std::to_string(at);
     }
 
     const std::string_view _file;
@@ -223,7 +228,7 @@ std::size_t Reader::readRecord(std::size_t at) {
     PropertyRecord property;
     if (isGroup(_file, at, group))
         return place(at, group);
-    if (!isProperty(_file, at, property))
+    if (!isProperty(_file, at, property) && !isUnnamed(at, property))
         return skip(at);
     _offsets.push_back(static_cast<std::uint32_t>(at));
     _size += sizeOf(property);
@@ -320,7 +325,9 @@ void Reader::checkNumbers(std::size_t end) {
 
 /// True when a group can have another member with this name.
 bool Reader::canHold(const Group &group, std::size_t at, std::string_view name, bool isGroup) {
-    if (group.path.levels >= maxLevels || group.path.bytes + name.size() > maxPathSize)
+    if (!isValidComponent(name)) // of a property
+        _faults.add(at, "The name of a property is not allowed.");
+    else if (group.path.levels >= maxLevels || group.path.bytes + name.size() > maxPathSize)
         _faults.add(at, isGroup ? "A group is too deep." : "A property is too deep.");
     else if (!claim(group.id, name))
         _faults.add(at, isGroup ? "Another group or a property has the name of this one."
